@@ -1,0 +1,454 @@
+#include "tests/support/faults.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <unordered_map>
+
+#if defined(__SANITIZE_ADDRESS__) && !defined(_WIN32)
+#include <sanitizer/lsan_interface.h>
+#define LEAK_CHECKED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#include <sanitizer/lsan_interface.h>
+#define LEAK_CHECKED 1
+#endif
+#endif
+
+namespace zuk {
+
+// ---- State ----------------------------------------------------------------------------------------------------------
+
+struct Block {
+    size_t size;
+    u32 test;  // the test in which it came alive
+};
+
+struct FaultState {
+    Fault fault;
+    u32 fault_seen;  // matching calls since faults_start
+    bool fault_met;
+
+    FaultCall hook_call;
+    u32 hook_left;   // matching calls until it runs; 0: no hook
+    std::function<void()> hook;
+    u32 inside;      // depth of hooks now running
+
+    CallCounts counts;
+    std::vector<CallRecord> log;
+
+    bool clock_virtual;
+    u32 clock_now;
+    u32 clock_step;
+    std::function<void(u32)> on_sleep;
+
+    u32 test;
+    // The key is the address with its bits turned over: an address in plain view would count for the leak checker as
+    // somebody who still holds the block.
+    std::unordered_map<uintptr_t, Block> blocks;
+};
+
+// Never destroyed, since blocks are freed until the very end.
+static FaultState &state()
+{
+    static FaultState *the_state = new FaultState();
+    return *the_state;
+}
+
+// ---- What happens to a call -----------------------------------------------------------------------------------------
+
+static bool matches(FaultCall asked, FaultCall call)
+{
+    bool memory = call == FAULT_ALLOC || call == FAULT_RESIZE;
+    bool files = call >= FAULT_OPEN && call <= FAULT_UNLOCK;
+    if (asked == FAULT_ANY_MEMORY) return memory;
+    if (asked == FAULT_ANY_FILE) return files;
+    if (asked == FAULT_ANY) return memory || files;
+    return asked == call;
+}
+
+static void run_inside(const std::function<void()> &work)
+{
+    state().inside++;
+    work();
+    state().inside--;
+}
+
+enum Fate { GOES_THROUGH, FAILS, IS_CUT };
+
+// Run the hook that waits for this call, if any, and tell how the call is to end.
+static Fate fate_of(FaultCall call)
+{
+    FaultState &s = state();
+    if (s.inside) return GOES_THROUGH;
+
+    if (s.hook_left > 0 && matches(s.hook_call, call) && --s.hook_left == 0) {
+        std::function<void()> hook = std::move(s.hook);
+        s.hook = nullptr;
+        run_inside(hook);
+    }
+
+    if (!matches(s.fault.call, call)) return GOES_THROUGH;
+    s.fault_seen++;
+    bool hit = s.fault.from_then_on ? s.fault_seen >= s.fault.nth : s.fault_seen == s.fault.nth;
+    if (!hit) return GOES_THROUGH;
+    s.fault_met = true;
+    return s.fault.cut >= 0 && (call == FAULT_READ || call == FAULT_WRITE) ? IS_CUT : FAILS;
+}
+
+static void count(u32 CallCounts::*what)
+{
+    if (!state().inside) (state().counts.*what)++;
+}
+
+static void log(CallRecord record)
+{
+    if (!state().inside) state().log.push_back(std::move(record));
+}
+
+// ---- Memory ---------------------------------------------------------------------------------------------------------
+
+static void track(void *block, size_t size)
+{
+    if (block) state().blocks[~(uintptr_t)block] = { size, state().test };
+}
+
+static void *faulty_alloc(size_t size, bool zero)
+{
+    count(&CallCounts::alloc);
+    if (fate_of(FAULT_ALLOC) == FAILS) return nullptr;
+    void *block = native_memory.alloc(size, zero);
+    track(block, size);
+    return block;
+}
+
+static void *faulty_resize(void *block, size_t size)
+{
+    count(&CallCounts::resize);
+    if (fate_of(FAULT_RESIZE) == FAILS) return nullptr;
+
+    uintptr_t key = ~(uintptr_t)block;
+    void *resized = native_memory.resize(block, size);
+    if (!resized) return nullptr;
+    state().blocks.erase(key);
+    track(resized, size);
+    return resized;
+}
+
+static void faulty_free(void *block)
+{
+    count(&CallCounts::free);
+    (void)fate_of(FAULT_FREE);  // only for its hook
+    state().blocks.erase(~(uintptr_t)block);
+    native_memory.free(block);
+}
+
+// ---- Files ----------------------------------------------------------------------------------------------------------
+
+static i64 position_of(FileHandle file)
+{
+    i32 position = 0;
+    return native_files.tell(file, &position) == PLATFORM_OK ? (i64)(u32)position : 0;
+}
+
+// A call that moves no bytes: fail it, or make it with `native`.
+template <typename Call>
+static u32 plain_call(FaultCall call, u32 CallCounts::*counter, FileHandle file, i64 position, u32 length, Call native)
+{
+    count(counter);
+    u32 error = fate_of(call) == FAILS ? state().fault.error : native();
+    log({ call, file, position, length, 0, error == PLATFORM_OK, {} });
+    return error;
+}
+
+template <typename Call>
+static u32 call_by_name(FaultCall call, u32 CallCounts::*counter, std::string name, Call native)
+{
+    count(counter);
+    u32 error = fate_of(call) == FAILS ? state().fault.error : native();
+    log({ call, 0, 0, 0, 0, error == PLATFORM_OK, std::move(name) });
+    return error;
+}
+
+// A read or write; `native` takes the count.
+template <typename Call>
+static u32 moving_call(FaultCall call, u32 CallCounts::*counter, FileHandle file, u32 length, u32 *done, Call native)
+{
+    count(counter);
+    i64 position = position_of(file);
+    Fate fate = fate_of(call);
+    u32 error = state().fault.error;
+    *done = 0;
+    if (fate == IS_CUT) error = native(std::min(length, (u32)state().fault.cut));
+    if (fate == GOES_THROUGH) error = native(length);
+    log({ call, file, position, length, *done, error == PLATFORM_OK, {} });
+    return error;
+}
+
+static u32 faulty_open(const char *name, u16 mode, FileHandle *file)
+{
+    count(&CallCounts::open);
+    u32 error = fate_of(FAULT_OPEN) == FAILS ? state().fault.error : native_files.open(name, mode, file);
+    bool ok = error == PLATFORM_OK;
+    log({ FAULT_OPEN, ok ? *file : 0, 0, 0, 0, ok, name });
+    return error;
+}
+
+static u32 faulty_close(FileHandle file)
+{
+    count(&CallCounts::close);
+    Fate fate = fate_of(FAULT_CLOSE);
+    u32 error = native_files.close(file);
+    if (fate == FAILS) error = state().fault.error;
+    log({ FAULT_CLOSE, file, 0, 0, 0, error == PLATFORM_OK, {} });
+    return error;
+}
+
+static u32 faulty_read(FileHandle file, void *to, u32 length, u32 *done)
+{
+    return moving_call(FAULT_READ, &CallCounts::read, file, length, done,
+                       [&](u32 part) { return native_files.read(file, to, part, done); });
+}
+
+static u32 faulty_write(FileHandle file, const void *from, u32 length, u32 *done)
+{
+    return moving_call(FAULT_WRITE, &CallCounts::write, file, length, done,
+                       [&](u32 part) { return native_files.write(file, from, part, done); });
+}
+
+static u32 faulty_seek(FileHandle file, i32 position)
+{
+    return plain_call(FAULT_SEEK, &CallCounts::seek, file, position, 0,
+                      [&] { return native_files.seek(file, position); });
+}
+
+static u32 faulty_tell(FileHandle file, i32 *position)
+{
+    return plain_call(FAULT_TELL, &CallCounts::tell, file, 0, 0, [&] { return native_files.tell(file, position); });
+}
+
+static u32 faulty_size(FileHandle file, i32 *size)
+{
+    return plain_call(FAULT_SIZE, &CallCounts::size, file, 0, 0, [&] { return native_files.size(file, size); });
+}
+
+static u32 faulty_set_end(FileHandle file)
+{
+    return plain_call(FAULT_SET_END, &CallCounts::set_end, file, position_of(file), 0,
+                      [&] { return native_files.set_end(file); });
+}
+
+static u32 faulty_create(const char *name)
+{
+    return call_by_name(FAULT_CREATE, &CallCounts::create, name, [&] { return native_files.create(name); });
+}
+
+static u32 faulty_remove(const char *name)
+{
+    return call_by_name(FAULT_REMOVE, &CallCounts::remove, name, [&] { return native_files.remove(name); });
+}
+
+static u32 faulty_rename(const char *from, const char *to)
+{
+    return call_by_name(FAULT_RENAME, &CallCounts::rename, std::string(from) + " > " + to,
+                        [&] { return native_files.rename(from, to); });
+}
+
+static u32 faulty_lock(FileHandle file, u32 offset, u32 length)
+{
+    return plain_call(FAULT_LOCK, &CallCounts::lock, file, offset, length,
+                      [&] { return native_files.lock(file, offset, length); });
+}
+
+static u32 faulty_unlock(FileHandle file, u32 offset, u32 length)
+{
+    return plain_call(FAULT_UNLOCK, &CallCounts::unlock, file, offset, length,
+                      [&] { return native_files.unlock(file, offset, length); });
+}
+
+// ---- Clock ----------------------------------------------------------------------------------------------------------
+
+static u32 virtual_tick_count()
+{
+    FaultState &s = state();
+    if (!s.clock_virtual) return native_clock.tick_count();
+    u32 now = s.clock_now;
+    s.clock_now += s.clock_step;
+    return now;
+}
+
+static void virtual_sleep(u32 ms)
+{
+    FaultState &s = state();
+    (void)fate_of(FAULT_SLEEP);  // only for its hook
+    if (!s.inside) {
+        s.counts.sleeps++;
+        s.counts.slept_ms += ms;
+    }
+    log({ FAULT_SLEEP, 0, 0, ms, 0, true, {} });
+    if (s.clock_virtual) s.clock_now += ms;
+    else native_clock.sleep(ms);
+    if (s.on_sleep && !s.inside) run_inside([&] { s.on_sleep(ms); });
+}
+
+// ---- The tables, and their place ------------------------------------------------------------------------------------
+
+static const PlatformMemory faulty_memory = { .alloc = faulty_alloc, .resize = faulty_resize, .free = faulty_free };
+
+static const PlatformFiles faulty_files = {
+    .open = faulty_open,
+    .close = faulty_close,
+    .read = faulty_read,
+    .write = faulty_write,
+    .seek = faulty_seek,
+    .tell = faulty_tell,
+    .size = faulty_size,
+    .set_end = faulty_set_end,
+    .create = faulty_create,
+    .remove = faulty_remove,
+    .rename = faulty_rename,
+    .lock = faulty_lock,
+    .unlock = faulty_unlock,
+};
+
+static const PlatformClock virtual_clock = {
+    .tick_count = virtual_tick_count,
+    .double_click_time = [] { return native_clock.double_click_time(); },
+    .sleep = virtual_sleep,
+};
+
+static void reset_all()
+{
+    FaultState &s = state();
+    faults_stop();
+    s.hook_left = 0;
+    s.hook = nullptr;
+    s.inside = 0;
+    s.on_sleep = nullptr;
+    s.clock_virtual = false;
+    calls_reset();
+}
+
+struct ResetBetweenTests : testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo &) override
+    {
+        reset_all();
+        state().test++;
+    }
+    void OnTestEnd(const testing::TestInfo &) override { reset_all(); }
+};
+
+static bool put_in_front()
+{
+    platform_memory = &faulty_memory;
+    platform_files = &faulty_files;
+    platform_clock = &virtual_clock;
+    testing::UnitTest::GetInstance()->listeners().Append(new ResetBetweenTests);
+    return true;
+}
+[[maybe_unused]] static const bool in_front = put_in_front();
+
+// ---- What tests call ------------------------------------------------------------------------------------------------
+
+void faults_start(const Fault &fault)
+{
+    state().fault = fault;
+    state().fault_seen = 0;
+    state().fault_met = false;
+}
+
+bool faults_stop()
+{
+    bool met = state().fault_met;
+    faults_start({});
+    return met;
+}
+
+void faults_hook(FaultCall call, u32 nth, std::function<void()> hook)
+{
+    state().hook_call = call;
+    state().hook_left = nth;
+    state().hook = std::move(hook);
+}
+
+void calls_reset()
+{
+    state().counts = {};
+    state().log.clear();
+}
+
+CallCounts call_counts() { return state().counts; }
+const std::vector<CallRecord> &call_log() { return state().log; }
+
+static std::string line_of(const CallRecord &record)
+{
+    static const char *const words[] = {
+        "", "alloc", "resize", "free", "open", "close", "read", "write", "seek", "tell", "size", "set_end",
+        "create", "remove", "rename", "lock", "unlock", "sleep",
+    };
+    static_assert(std::size(words) == FAULT_SLEEP + 1);
+
+    std::string line = words[record.call];
+    switch (record.call) {
+    case FAULT_READ:
+    case FAULT_WRITE:
+    case FAULT_LOCK:
+    case FAULT_UNLOCK:
+        line += ' ' + std::to_string(record.position) + '+' + std::to_string(record.length);
+        break;
+    case FAULT_SEEK:
+    case FAULT_SET_END: line += ' ' + std::to_string(record.position); break;
+    case FAULT_SLEEP: line += ' ' + std::to_string(record.length); break;
+    default:
+        if (!record.name.empty()) line += ' ' + record.name;
+        break;
+    }
+    if (!record.ok) return line + " failed";
+    bool moves = record.call == FAULT_READ || record.call == FAULT_WRITE;
+    return moves && record.done != record.length ? line + " did " + std::to_string(record.done) : line;
+}
+
+std::vector<std::string> call_lines(std::initializer_list<FaultCall> only)
+{
+    std::vector<std::string> lines;
+    for (const CallRecord &record : call_log()) {
+        bool wanted = only.size() == 0;
+        for (FaultCall call : only) wanted = wanted || matches(call, record.call);
+        if (wanted) lines.push_back(line_of(record));
+    }
+    return lines;
+}
+
+void clock_virtual_start(u32 ms, u32 step)
+{
+    state().clock_virtual = true;
+    state().clock_now = ms;
+    state().clock_step = step;
+}
+
+void clock_virtual_stop() { state().clock_virtual = false; }
+void clock_virtual_advance(u32 ms) { state().clock_now += ms; }
+void clock_on_sleep(std::function<void(u32)> hook) { state().on_sleep = std::move(hook); }
+
+u32 memory_alive() { return (u32)state().blocks.size(); }
+
+size_t memory_alive_bytes()
+{
+    size_t bytes = 0;
+    for (const auto &[key, block] : state().blocks) bytes += block.size;
+    return bytes;
+}
+
+u32 memory_sweep()
+{
+    auto swept = [](const auto &entry) {
+        if (entry.second.test != state().test) return false;
+#ifdef LEAK_CHECKED
+        __lsan_ignore_object((const void *)~entry.first);
+#endif
+        return true;
+    };
+    return (u32)std::erase_if(state().blocks, swept);
+}
+
+} // namespace zuk
