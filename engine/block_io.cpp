@@ -56,12 +56,18 @@ static GHandle buffer_of(i32 *count)
     return 0;
 }
 
-static DictStatus move_chunk(DictFile *file, i32 from, i32 to, void *buffer, i32 count)
+// Positions are unsigned here: one that passes 31 bits is refused by the seek.
+static DictStatus move_chunk(DictFile *file, u32 from, u32 to, void *buffer, i32 count)
 {
     memset(buffer, 0, (size_t)count);  // a short read moves zeros, never what an earlier chunk left
-    DictStatus status = dict_read_at(file, (u32)from, buffer, count);
+    if (!file_seek(file->file, (i32)from)) return DICT_BAD_POSITION;
+    (void)file_read(file->file, buffer, count);   // the error word says the rest
+    DictStatus status = status_from_file_error();
     if (status) return status;
-    return dict_write_at(file->file, (u32)to, buffer, count);
+
+    if (!file_seek(file->file, (i32)to)) return DICT_BAD_POSITION;
+    (void)file_write(file->file, buffer, count);  // here too
+    return status_from_file_error();
 }
 
 DictStatus block_move_bytes(DictFile *file, i32 from, i32 to, i32 count)
@@ -76,20 +82,19 @@ DictStatus block_move_bytes(DictFile *file, i32 from, i32 to, i32 count)
     if (!file->file) return DICT_NO_FILE;
 
     i32 chunk = smaller(count, CHUNK_MAX);
-    if (count > chunk) {  // a damaged length would have us move gigabytes that are not there
-        i32 length = dict_length(file);
-        if (length >= 0 && (i64)from + count > length) return DICT_BAD_POSITION;
-    }
+    // A damaged length would have us move gigabytes that are not there.
+    if (count > chunk && (i64)from + count > dict_length(file)) return DICT_BAD_POSITION;
+
     GHandle handle = buffer_of(&chunk);
     if (!handle) return DICT_NO_MEMORY;
     void *buffer = glock(handle);
 
     DictStatus status = DICT_OK;
     bool forward = to <= from || (i64)from + count <= to;  // else the source would be overwritten before it is read
-    for (i32 done = 0; done < count && !status; done += chunk) {
-        i32 part = smaller(chunk, count - done);
-        i32 at = forward ? done : count - done - part;
-        status = move_chunk(file, from + at, to + at, buffer, part);
+    for (i32 done = 0, part; done < count && !status; done += part) {
+        part = smaller(chunk, count - done);
+        u32 at = (u32)(forward ? done : count - done - part);
+        status = move_chunk(file, (u32)from + at, (u32)to + at, buffer, part);
     }
     gunlock(handle);
     gfree(handle);
@@ -109,8 +114,10 @@ DictStatus block_extend_file(DictFile *file, u32 pos, i32 count)
     }
 
     DictStatus status = DICT_OK;
-    for (i32 done = 0; done < count && !status; done += chunk) {
-        status = dict_write_at(file->file, pos + (u32)done, glock(handle), smaller(chunk, count - done));
+    const void *zeros = glock(handle);
+    for (i32 done = 0, part; done < count && !status; done += part) {
+        part = smaller(chunk, count - done);
+        status = dict_write_at(file->file, pos + (u32)done, zeros, part);
     }
     gunlock(handle);
     gfree(handle);

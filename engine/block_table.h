@@ -34,16 +34,17 @@ DictStatus block_free(DictFile *file, u32 block);
 
 // Give a block room for `new_size` bytes; its number stays. At the end of the file it grows where it stands and the
 // caller writes `entry`; anywhere else it moves. After a failure the old entry and the old bytes still stand, and a block
-// already taken for the move stays taken.
+// already taken for the move stays taken. 13 without room; 12 for a block that is not all in the file, and 1 for one with
+// more bytes free than it has, or that would shrink.
 DictStatus block_grow(DictFile *file, u32 block, BlockEntry *entry, u32 new_size);
 
 // Replace `old_len` bytes at `pos` in the used part of a block by `new_len` bytes of `data`, and move what lies behind.
 // `unit` is what the block grows by; 0 when it cannot have to. A failure ends the work where it is, and the entry still
-// tells the old length. 1 when the bytes do not lie in the used part.
+// tells the old length. 1 when the bytes do not lie in the used part, 12 for a block beyond the reach of positions.
 DictStatus block_splice(DictFile *file, u32 block, const void *data, i32 pos, i32 new_len, i32 old_len, i16 unit);
 
-// The whole block, its free tail included, in a new unlocked handle; 0 on failure, with the status. `label` is for
-// people who look at memory; it has no effect.
+// The whole block, its free tail included, in a new unlocked handle; 0 on failure, with the status, which is 12 for a
+// block that is not all in the file. `label` is for people who look at memory; it has no effect.
 GHandle block_read(DictFile *file, u32 block, ConstPString label, DictStatus *status);
 
 // Write the dirty pages. The first failing write ends it; that page counts as written all the same.

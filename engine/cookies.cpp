@@ -69,8 +69,8 @@ static i32 cookie_for_slot_two_with(DictCookie *cookie, i32 selector)
 
 i32 cookie_for_slot_two(DictCookie *cookie)
 {
-    // KEPT: one would expect a test for two slots. The slot to redirect to is compared with the slots in use, so a fresh
-    // set gives slot 2, which does not exist. Test: cookie_for_slot_two.compares_main_slot_with_the_used_slots
+    // KEPT: one would expect a test for two slots. The slot to redirect to is compared with the slots in use, so a
+    // fresh set gives slot 2, which does not exist. Test: cookie_for_slot_two.compares_main_slot_with_the_used_slots
     if (!dict_set || dict_set->main_slot > dict_set->used_slots) return 0;
     return cookie_for_slot_two_with(cookie, 1);
 }
@@ -184,9 +184,8 @@ u16 get_user_word(i16 index)
 void set_user_word(i16 index, u16 value)
 {
     if (!dict_set) return;
-    // KEPT: one would expect a bad index to be refused. The test of the index rejects none; what is neither 0 nor 1 goes
-    // to the word of its low bit, so that nothing else is overwritten.
-    // Test: set_user_word.rejects_no_index
+    // KEPT: one would expect a bad index to be refused. The test of the index rejects none; what is neither 0 nor 1
+    // goes to the word of its low bit, so that nothing else is overwritten. Test: set_user_word.rejects_no_index
     dict_set->user_words[index & 1] = value;
 }
 
@@ -215,6 +214,8 @@ void slot_remove(u16 id)
 
 void slot_release_all_but_first()
 {
+    // KEPT: one would expect every slot behind the first. The walk ends at the number of slots in use, so that a free
+    // slot in between leaves the last one taken. Test: slot_release_all_but_first.ends_at_the_number_of_used_slots
     i32 used = slot_used_count();
     for (i32 slot = 2; slot <= used; slot++) {
         if (slot_id_at(slot) != SLOT_FREE) slot_release(slot_id_at(slot));
@@ -225,13 +226,15 @@ void slot_release_all_but_first()
 
 extern "C" {
 
-int32_t ds_default_form_cookie(DictCookie *cookie) { return zuk::cookie_for_current(cookie, 1); }
+int32_t ds_default_form_cookie(DictCookie *cookie) { return cookie ? zuk::cookie_for_current(cookie, 1) : 0; }
 
 DictStatus ds_setcurdict(const DictCookie *cookie)
 {
     using namespace zuk;
     if (!dict_set) return DICT_NOT_STARTED;
     if (!cookie || !slot_at(cookie->slot)) return DICT_NOT_FOUND;
+    // KEPT: one would expect a slot that is free, or a file that is closed, to be refused. Only the slot number is
+    // tested; the operations that follow find that no file is open. Test: ds_setcurdict.takes_a_free_slot
     dict_set->current = *cookie;
     return DICT_OK;
 }

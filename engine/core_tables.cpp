@@ -116,6 +116,12 @@ void core_table_borrow(DictFile *file, i32 type, i32 range, CoreTable *table)
     row->tables[range] = table;
 }
 
+// The counter comes from the file, where it can be anything, so that sums with it wrap.
+static void count_free(CoreTable *table, i32 more)
+{
+    table->free_count = le_i32((i32)((u32)le_get(table->free_count) + (u32)more));
+}
+
 DictStatus core_table_grow(DictFile *file, i32 range, i32 type, i32 position)
 {
     CoreTable *table = core_table_at(file, type, range);
@@ -139,7 +145,7 @@ DictStatus core_table_grow(DictFile *file, i32 range, i32 type, i32 position)
 
     table = file->core_tables[type].tables[range];
     table->capacity = le_i32((i32)(old + step));
-    table->free_count = le_i32(le_get(table->free_count) + (i32)step);
+    count_free(table, (i32)step);
     for (i64 p = old + 1; p <= old + step; p++) core_owners(table)[p] = CORE_FREE;
     return DICT_OK;
 }
@@ -173,15 +179,13 @@ DictStatus core_owner_set(DictFile *file, u16 type, i16 id, u8 owner)
     // KEPT: one would expect an owner that means free, or one that reads as none, to be refused. 15 counts as free, and
     // 255 counts as used but reads back as -1. Test: core_owner_set.takes_any_owner
     u8 *at = &core_owners(table)[position];
-    i32 free_count = le_get(table->free_count);
-    if (*at == CORE_FREE) free_count--;
-    if (owner == CORE_FREE) free_count++;
-    table->free_count = le_i32(free_count);
+    if (*at == CORE_FREE) count_free(table, -1);
+    if (owner == CORE_FREE) count_free(table, 1);
     *at = owner;
     return DICT_OK;
 }
 
-static i32 used_in(const CoreTable *table) { return le_get(table->capacity) - le_get(table->free_count); }
+static i64 used_in(const CoreTable *table) { return (i64)le_get(table->capacity) - le_get(table->free_count); }
 
 i16 core_used_count(const DictFile *file, u16 type)
 {
@@ -215,7 +219,7 @@ i16 core_position_of(const DictFile *file, u16 type, i16 id)
 
     // KEPT: one would expect an absent lower table to count nothing. It counts -1.
     // Test: core_position_of.counts_minus_1_for_an_absent_lower_table
-    i32 count = 0;
+    i64 count = 0;
     for (i32 below = 0; below < range; below++) {
         const CoreTable *lower = core_table_at(file, (i16)type, below);
         count += lower ? used_in(lower) : -1;

@@ -138,6 +138,8 @@ DictStatus dict_file_create(ConstPString path)
         (void)file_close(old);
         (void)file_delete(path);  // if it stays, the next step fails
     }
+    // KEPT: one would expect the status to tell a full disk from a missing directory. Whatever kept the file from being
+    // made, it is 6. Test: dict_file_create.gives_6_whatever_kept_the_file_from_being_made
     if (!file_create(path)) return DICT_NO_FILE;
 
     // KEPT: one would expect a failed open or write to be told. The file is deleted and the status stays 0, so a caller
@@ -197,6 +199,8 @@ static DictStatus load_structures(DictFile *file, u16 mode, u16 option)
     if (!has_magic(&file->header) || !header_is_sound(file)) return DICT_NOT_A_DICTIONARY;
 
     file->open_mode = mode;
+    // KEPT: one would expect an option of an open to choose something. It is stored, and nothing asks for it.
+    // Test: dict_file_open.stores_an_option_that_chooses_nothing
     file->option = option;
     status = block_cache_init(file);
     if (status) return status;

@@ -64,7 +64,7 @@ namespace zuk {
 constexpr i16 LOCK_NONE = 0;
 constexpr i16 LOCK_WRITER = -1;
 
-// Bounds of the identifiers that are given out, set by `dd_init`; -1 reads as unset nowhere: they start at 0.
+// Bounds of the identifiers that are given out; `dd_init` sets them, and they are 0 before.
 extern i16 lowest_id;
 extern i16 highest_id;
 

@@ -80,8 +80,8 @@ void slot_release(u16 id)
 {
     DictSlot *slot = slot_at(slot_find(id));
     if (!slot) return;
-    // KEPT: one would expect a released slot to be emptied. It keeps its place, its paths, its name and the lock state of
-    // its files, which pass to the next dictionary there. Test: slot_release.keeps_place_and_contents
+    // KEPT: one would expect a released slot to be emptied. It keeps its place, its paths, its name and the lock state
+    // of its files, which pass to the next dictionary there. Test: slot_release.keeps_place_and_contents
     slot->id = SLOT_FREE;
     dict_set->used_slots--;
     dict_set->free_slots++;
@@ -119,6 +119,8 @@ void slot_set_path(u16 id, i32 selector, ConstPString path)
     else pstrnull(at);
 }
 
+// KEPT: one would expect the name whole. It is cut to 31 characters, so that a longer file name is found by its
+// beginning alone, and two of them can look the same. Test: ds_openfile.cuts_the_name_to_31_characters
 void slot_set_name(const DictCookie *cookie, ConstPString name)
 {
     DictSlot *slot = slot_at(cookie->slot);
@@ -132,7 +134,8 @@ void slot_name_at(i32 slot, PString out)
     else pstrnull(out);
 }
 
-// `inactive` is only stored; nothing in the engine asks for it.
+// KEPT: one would expect an inactive dictionary to be passed over. The flag is stored for callers, and no operation
+// asks for it. Test: slot_set_active.hinders_no_operation
 bool slot_is_active(i32 slot)
 {
     const DictSlot *at = slot_at(slot);
@@ -202,8 +205,8 @@ u16 current_dict_id()
 }
 
 // Types that only the main file of a dictionary holds.
-// KEPT: one would expect 53 between 52 and 54. It is left out, since it holds the middle range of the core tables, which
-// each file has by itself. Test: dict_select_file.takes_main_only_types_from_file_0
+// KEPT: one would expect 53 between 52 and 54. It is left out, since it holds the middle range of the core tables,
+// which each file has by itself. Test: dict_select_file.takes_main_only_types_from_file_0
 static bool is_main_only(u16 type)
 {
     if (type >= 32 && type <= 45) return true;
@@ -216,6 +219,9 @@ static bool is_main_only(u16 type)
     }
 }
 
+// KEPT: one would expect the redirect to hold for every dictionary, kind and type. The first slot, identifiers from
+// 20000 on, kind 3, and kind 2 but for eight types stay where they are.
+// Test: dict_select_file.redirects_kind_1_and_eight_types_of_kind_2
 static bool goes_to_main(i32 kind, u16 type, i16 id, i32 slot)
 {
     if (slot <= 1 || id >= SELECT_NO_REDIRECT || !dict_set->redirect_to_main) return false;
@@ -231,8 +237,8 @@ DictFile *dict_select_file(i32 kind, u16 type, i16 id)
         cookie.selector = slot_selector_if_open(cookie.slot, cookie.selector == 2 ? 2 : 1);
     }
     if (is_main_only(type)) return dict_file_at(cookie.slot, 0);
-    // KEPT: one would expect a write to reach the file that a read reaches. Reads of kind 1 go by the selector, as here;
-    // writes go by the other selector for every kind. Test: dict_select_file.reads_kind_1_by_the_selector
+    // KEPT: one would expect a write to reach the file that a read reaches. Reads of kind 1 go by the selector, as
+    // here; writes go by the other selector for every kind. Test: dict_select_file.reads_kind_1_by_the_selector
     return kind == 1 ? dict_file_of_cookie_kind1(&cookie) : dict_file_of_cookie(&cookie);
 }
 

@@ -73,8 +73,8 @@ extern "C" {
 
 int32_t dd_init(void)
 {
-    // KEPT: one would expect a second start to be refused, and a failed one to leave nothing. The first set is forgotten
-    // with its open files, and without memory for the pinned cache the new set stays.
+    // KEPT: one would expect a second start to be refused, and a failed one to leave nothing. The first set is
+    // forgotten with its open files, and without memory for the pinned cache the new set stays.
     // Test: dd_init.called_twice_forgets_the_first_set
     if (!set_init()) return 0;
     if (!cache_init()) return 0;
@@ -100,8 +100,8 @@ DictStatus ds_openfile(uint16_t id, ConstPString path, uint16_t mode, uint16_t o
     DictCookie opened = { .slot = slot_find(id), .selector = 0, .other_selector = 0 };
     slot_set_path(id, 0, path);
 
-    // KEPT: one would expect a failed open to give the former dictionary back. It is current before the file is open and
-    // stays so, naming a slot that is then released. Test: ds_openfile.leaves_current_at_the_released_slot
+    // KEPT: one would expect a failed open to give the former dictionary back. It is current before the file is open
+    // and stays so, naming a slot that is then released. Test: ds_openfile.leaves_current_at_the_released_slot
     (void)ds_setcurdict(&opened);  // the slot has just been claimed
     status = path ? dict_open_selected(&opened, 0, mode, option) : DictStatus{ DICT_NO_NAME };
     if (status) {
@@ -121,8 +121,8 @@ DictStatus ds_createfile(uint16_t id, ConstPString path)
 {
     DictStatus status = slot_claim(id);
     if (status) return status;
-    // KEPT: one would expect no slot to be touched. One is claimed and released, so that an identifier in use gives 2 and
-    // the set can become longer. Test: ds_createfile.claims_and_releases_a_slot
+    // KEPT: one would expect no slot to be touched. One is claimed and released, so that an identifier in use gives 2
+    // and the set can become longer. Test: ds_createfile.claims_and_releases_a_slot
     DictCookie made = { .slot = slot_find(id), .selector = 0, .other_selector = 0 };
     slot_set_path(id, 0, path);
     status = path ? dict_create_selected(&made, 0) : DictStatus{ DICT_NO_NAME };

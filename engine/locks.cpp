@@ -31,7 +31,11 @@ u32 clock_seconds() { return platform_clock->tick_count() / 1000; }
 static void delay_to_next_second()
 {
     u32 second = clock_seconds();
-    while (clock_seconds() == second) platform_clock->sleep(1000 - platform_clock->tick_count() % 1000);
+    for (;;) {
+        u32 now = platform_clock->tick_count();  // one look for both, or a second that turns in between is waited for
+        if (now / 1000 != second) return;
+        platform_clock->sleep(1000 - now % 1000);
+    }
 }
 
 // ---- The gate and the spare byte ------------------------------------------------------------------------------------
@@ -115,8 +119,12 @@ bool read_lock(DictFile *file)
 
 void read_unlock(DictFile *file)
 {
-    if (file->lock_state <= LOCK_NONE) return;  // a writer's range is not a reader's to free
-    if (file_unlock(file->file, READER_BASE + (u32)file->lock_state, 1)) file->lock_state = LOCK_NONE;
+    if (file->lock_state == LOCK_NONE) return;
+    // KEPT: one would expect a writer's state to be left alone. The sum is then the spare byte: it is given up if the
+    // caller holds it, and the state with it. No operation of the engine comes here as a writer.
+    // Test: read_unlock.as_a_writer_frees_the_spare_byte
+    u32 byte = READER_BASE + (u32)(i32)file->lock_state;
+    if (file_unlock(file->file, byte, 1)) file->lock_state = LOCK_NONE;
 }
 
 // ---- Writers --------------------------------------------------------------------------------------------------------
@@ -140,7 +148,10 @@ static bool take_writer_range(DictFile *file)
 
 bool write_lock(DictFile *file)
 {
-    if (!write_lock_needed(file)) return true;  // so that a nested operation works under the lock of the outer one
+    // KEPT: one would expect each operation to count. One that is called by another finds the lock held, works under it
+    // and leaves the release to it, so that `change_count` rises once.
+    // Test: write_lock.of_a_nested_operation_counts_once
+    if (!write_lock_needed(file)) return true;
     if (!gate_lock(file)) return false;
     // KEPT: one would expect the gate to be open while a writer waits. It stays held, so that no reader overtakes.
     // Test: write_lock.holds_the_gate_while_it_waits
@@ -154,6 +165,8 @@ bool write_lock(DictFile *file)
 
 u16 write_unlock(DictFile *file)
 {
+    // KEPT: one would expect 1 or 0. Where nothing is shared the answer is the open mode, and nothing is done.
+    // Test: write_unlock.returns_the_mode_unless_shared
     if (file->open_mode != FILE_RW_SHARED) return file->open_mode;
 
     // KEPT: one would expect only a change to count. The counter rises at every release, after a failure too.

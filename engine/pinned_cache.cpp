@@ -19,6 +19,8 @@ bool cache_init()
     return cache_handle != 0;
 }
 
+// KEPT: one would expect the pinned bytes to go with the array. Their handles stay alive, and nothing refers to them.
+// Test: cache_free.leaves_the_handles_in_the_array
 void cache_free()
 {
     gfree(cache_handle);
@@ -51,7 +53,8 @@ DictStatus cache_add(DictFile *file, i32 kind, i32 module, u16 type, u32 base, u
     index = cache_count();
     if (!grealloc(&cache_handle, bytes_of(index + 1))) return DICT_NO_MEMORY;
     // KEPT: one would expect a failure to leave no record. Without memory for the bytes a blank one stays in the array,
-    // and a failed read leaves the filled one. Test: cache_add.leaves_a_blank_record_without_memory
+    // and a failed read leaves the filled one. Test: cache_add.leaves_a_blank_record_without_memory,
+    // Test: cache_add.keeps_the_record_after_a_failed_read
     GHandle bytes = galloc((i32)length, nullptr, 1);
     if (!bytes) return DICT_NO_MEMORY;
     records()[index] = { .kind = (u32)kind, .module = (u32)module, .type = type, .is_name = is_name != 0,

@@ -19,6 +19,9 @@ enum ReadFlags : i32 {
 // Types 2 and 23 stand for the modules themselves: their identifiers are module numbers.
 constexpr bool type_is_module(u16 type) { return type == 2 || type == 23; }
 
+// The whole number of a module of kind 1. Callers may hand in any number, so the sum wraps.
+constexpr i32 module_in_series(i32 core_type, i32 series) { return (i32)((u32)core_type + (u32)series * 16); }
+
 // ---- Shared by reads and writes -------------------------------------------------------------------------------------
 
 // The whole module number: `module` itself, but for kind 1 with the series that owns the identifier. Without an owner
@@ -29,11 +32,16 @@ i32 resource_module(DictFile *file, i32 kind, i32 module, u16 type, i16 id, Dict
 // series from `module` on are searched.
 i32 resource_id_by_name(DictFile *file, i32 kind, i32 module, u16 type, ConstPString name);
 
+// The block of a type's names (BLOCK_NAMES) or bodies (BLOCK_BODIES). 3 for any other block, the three that every file
+// begins with among them: only a damaged directory names one.
+DictStatus type_block_read(DictFile *file, u32 block, BlockType type, BlockEntry *out);
+
 // Where a body or a name stands in the file. 3 when anything is missing or lies outside its block.
 DictStatus resource_locate(DictFile *file, i32 kind, i32 module, u16 type, i16 id, u32 *pos, i32 *len);
 DictStatus name_locate(DictFile *file, i32 kind, i32 module, u16 type, i16 id, u32 *pos, i32 *len);
 
-// The bytes of a body, from the pinned cache or the file. 12 when the file ends before they do.
+// The bytes of a body, from the pinned cache or the file. What would lie behind the end of the file stays as it was in
+// `buffer`, with status 0: callers hand in zeros.
 DictStatus resource_fetch(DictFile *file, i32 kind, i32 module, u16 type, u32 pos, i32 len, void *buffer);
 
 // ---- Reads into a buffer that is large enough -----------------------------------------------------------------------

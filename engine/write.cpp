@@ -6,8 +6,6 @@
 
 namespace zuk {
 
-constexpr i32 SERIES_STEP = 16;
-
 // ---- The turn of a write --------------------------------------------------------------------------------------------
 
 // One operation on the file of the current dictionary, with the write lock if the file is shared and the lock not held.
@@ -50,13 +48,23 @@ static DictStatus flush_tables(DictFile *file)
 
 static bool holds_core_tables(u16 type) { return type >= 52 && type <= 54; }
 
+// Replace bytes in a type's block; 3 when the block is none, before anything moves.
+static DictStatus splice(DictFile *file, u32 block, BlockType block_type, const void *data, i32 offset, i32 new_size,
+                         i32 old_size, i16 unit)
+{
+    BlockEntry entry;
+    DictStatus status = type_block_read(file, block, block_type, &entry);
+    if (status) return status;
+    return block_splice(file, block, data, offset, new_size, old_size, unit);
+}
+
 // Replace a body in its block. The conversion to the file's form and back leaves the caller's bytes as they were.
 static DictStatus splice_body(DictFile *file, u32 block, i32 offset, i16 type, GHandle body, i32 old_size, i16 unit)
 {
     void *data = glock(body);
     if (!data) return DICT_NO_MEMORY;
     resource_to_file(body, type, data);
-    DictStatus status = block_splice(file, block, data, offset, gsize(body), old_size, unit);
+    DictStatus status = splice(file, block, BLOCK_BODIES, data, offset, gsize(body), old_size, unit);
     resource_from_file(body, type, data);
     gunlock(body);
     return status;
@@ -112,8 +120,8 @@ static DictStatus enter(DictFile *file, const NewResource *add)
 {
     DictStatus status = DICT_OK;
     if (type_is_module(add->type)) {
-        // KEPT: one would expect the module's number and the resource's to be compared. The module made is `module`, the
-        // entry in it is `id`. Test: dd_add_resource.does_not_compare_module_and_id_of_a_module
+        // KEPT: one would expect the module's number and the resource's to be compared. The module made is `module`,
+        // the entry in it is `id`. Test: dd_add_resource.does_not_compare_module_and_id_of_a_module
         status = module_create(file, add->kind, add->real, add->name);
         if (status) return status;
     }
@@ -141,7 +149,7 @@ static DictStatus write_new(DictFile *file, const NewResource *add)
     i16 type = (i16)add->type;
     u32 name_block = type_name_block(file, add->kind, add->real, type);
     i32 name_offset = resource_name_offset(file, add->kind, add->real, type, add->id);
-    DictStatus status = block_splice(file, name_block, add->name, name_offset, add->name_size, 0, unit);
+    DictStatus status = splice(file, name_block, BLOCK_NAMES, add->name, name_offset, add->name_size, 0, unit);
     if (status) return status;
 
     if (add->body) {
@@ -214,16 +222,16 @@ static DictStatus test_new_name(DictFile *file, const Change *change, bool *diff
         // Test: dd_change_resource.ignores_a_failed_renaming_of_the_module
         if (!holder) (void)module_rename(file, change->kind, change->real, change->name);
     } else {
-        // KEPT: one would expect kind 1 to be searched from series 0. The search starts at the resource's own series, so
-        // an equal name in a lower one is not seen. Test: dd_change_resource.does_not_see_names_in_lower_series
+        // KEPT: one would expect kind 1 to be searched from series 0. The search starts at the resource's own series,
+        // so an equal name in a lower one is not seen. Test: dd_change_resource.does_not_see_names_in_lower_series
         holder = resource_id_by_name(file, change->kind, change->real, change->type, change->name);
     }
     *differs = holder == 0;
     return holder && holder != change->id ? DictStatus{ DICT_EXISTS } : DictStatus{ DICT_OK };
 }
 
-// KEPT: one would expect a change to refuse an empty name, as an add does, and the size to be cut to 8 bits. An empty name
-// is taken, and of 255 characters all 256 bytes are written, though the entry keeps size 0.
+// KEPT: one would expect a change to refuse an empty name, as an add does, and the size to be cut to 8 bits. An empty
+// name is taken, and of 255 characters all 256 bytes are written, though the entry keeps size 0.
 // Test: dd_change_resource.takes_an_empty_name
 static DictStatus change_name(DictFile *file, const Change *change)
 {
@@ -233,8 +241,8 @@ static DictStatus change_name(DictFile *file, const Change *change)
     i32 new_size = change->name[0] + 1;
     i32 old_size = entry->name_size;
     i16 type = (i16)change->type;
-    DictStatus status = block_splice(file, name_block, change->name, le_get(entry->name_offset), new_size, old_size,
-                                     block_unit(BLOCK_NAMES, type));
+    DictStatus status = splice(file, name_block, BLOCK_NAMES, change->name, le_get(entry->name_offset), new_size,
+                               old_size, block_unit(BLOCK_NAMES, type));
     if (status) return status;
     status = resource_shift_names(file, change->kind, change->real, type, change->id, new_size - old_size);
     if (status) return status;
@@ -288,16 +296,16 @@ static DictStatus remove_bytes(DictFile *file, i32 kind, i32 module, u16 type, i
     u32 name_block, body_block;
     const ResourceEntry *entry =
         resource_entry(file, module_find(file, kind, module), (i16)type, id, &name_block, &body_block);
-    if (!entry || !name_block) return DICT_NOT_FOUND;
+    if (!entry) return DICT_NOT_FOUND;
     i32 name_size = entry->name_size;
     i32 body_size = le_get(entry->body_size);
     i32 body_offset = le_get(entry->body_offset);
 
-    DictStatus status = block_splice(file, name_block, nullptr, le_get(entry->name_offset), 0, name_size, 0);
+    DictStatus status = splice(file, name_block, BLOCK_NAMES, nullptr, le_get(entry->name_offset), 0, name_size, 0);
     if (status) return status;
     status = resource_shift_names(file, kind, module, (i16)type, id, -name_size);
     if (status) return status;
-    status = block_splice(file, body_block, nullptr, body_offset, 0, body_size, 0);
+    status = splice(file, body_block, BLOCK_BODIES, nullptr, body_offset, 0, body_size, 0);
     if (status) return status;
     return resource_shift_bodies(file, kind, module, (i16)type, id, -body_size);
 }
@@ -344,8 +352,8 @@ DictStatus dd_set_resource_flags(i32 kind, i32 module, u16 type, u32 id, u8 flag
     WriteTurn turn;
     DictStatus status = write_find(&turn);
     if (status) return status;
-    // KEPT: one would expect the lock and the flush of the other writes. The caller holds the lock, and only the directory
-    // is written. Test: dd_set_resource_flags.takes_no_lock_and_flushes_nothing
+    // KEPT: one would expect the lock and the flush of the other writes. The caller holds the lock, and only the
+    // directory is written. Test: dd_set_resource_flags.takes_no_lock_and_flushes_nothing
     i32 real = resource_module(turn.file, kind, module, type, (i16)id, &status);
     if (status) return status;
     status = resource_set_flags(turn.file, kind, real, (i16)type, (i16)id, flags);
@@ -359,7 +367,8 @@ DictStatus core_table_write(DictFile *file, i32 type, i32 range)
     if (!handle) return DICT_OK;  // the file that lends a table writes it
     // KEPT: one would expect the table to be written into `file`. It goes to the current dictionary.
     // Test: core_table_write.writes_to_the_current_dictionary
-    DictStatus status = dd_change_resource(1, CORE_TABLES_MODULE, (u16)(CORE_TABLES_TYPE + range), type, nullptr, handle);
+    u16 table_type = (u16)(CORE_TABLES_TYPE + range);
+    DictStatus status = dd_change_resource(1, CORE_TABLES_MODULE, table_type, type, nullptr, handle);
     core_table_attach(file, type, range, handle);
     return status;
 }
@@ -376,7 +385,7 @@ DictStatus dd_add_resource(int32_t kind, int32_t module, uint16_t type, int16_t 
 {
     bool in_series = kind == 1 && module != CORE_TABLES_MODULE;
     NewResource add = { .kind = kind, .module = module,
-                        .real = in_series ? module + current_owner_get() * SERIES_STEP : module,
+                        .real = in_series ? module_in_series(module, current_owner_get()) : module,
                         .type = type, .id = id, .name = name, .name_size = name ? (u8)(name[0] + 1) : (u8)0,
                         .body = body, .body_size = gsize(body) };
     WriteTurn turn;

@@ -6,8 +6,8 @@
 // receives the error code. The plain form writes to the error location, which is `file_error` until
 // `file_seterrorptr` moves it. The engine reads `file_error` directly after its calls.
 //
-// Every operation that takes a handle refuses 0 with code 1. A failed operation is not retried and leaves nothing behind
-// but what the platform's own call left.
+// Every operation that takes a handle refuses 0 with code 1. A failed operation is not retried, and leaves nothing
+// behind but what the platform's own call left.
 //
 // One thread at a time; between processes `file_lock` and `file_unlock` are the only co-ordination. Built on
 // `platform_files`.

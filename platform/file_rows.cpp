@@ -23,9 +23,10 @@ static bool rows_grow()
 {
     // The rows cannot be resized where they stand: they go to new places.
     if (row_count > UINT32_MAX / 2 / sizeof(FileRow)) return false;
-    FileRow *grown = (FileRow *)file_rows_resize(nullptr, row_count * 2 * sizeof(FileRow));
+    size_t size = sizeof(FileRow) * row_count * 2;
+    FileRow *grown = (FileRow *)file_rows_resize(nullptr, size);
     if (!grown) return false;
-    memset(grown, 0, row_count * 2 * sizeof(FileRow));
+    memset(grown, 0, size);
 
     FileRow *old = rows;
     u32 old_count = row_count;

@@ -80,10 +80,22 @@ struct PlatformFiles {
 
 // ---- Clock ----------------------------------------------------------------------------------------------------------
 
+// Date and time of day by the clock on the wall.
+struct PlatformLocalTime {
+    u16 year;                          // in all its digits
+    u16 month;                         // from 1
+    u16 day;                           // from 1
+    u16 weekday;                       // Sunday is 0
+    u16 hour;
+    u16 minute;
+    u16 second;
+};
+
 struct PlatformClock {
     u32 (*tick_count)(void);           // milliseconds since some moment, wrapping at 32 bits
     u32 (*double_click_time)(void);    // milliseconds
     void (*sleep)(u32 milliseconds);
+    void (*local_time)(PlatformLocalTime *now);
 };
 
 // ---- The tables in use ----------------------------------------------------------------------------------------------

@@ -24,6 +24,8 @@ extern "C" {
 
 /* ---- Statuses -------------------------------------------------------------------------------------------------- */
 
+/* KEPT: one would expect the numbers to run through. 5, 8, 16, 17 and 20 are never given.
+ * Test: statuses.never_5_8_16_17_or_20 */
 enum {
     DICT_OK = 0,                  /* success */
     DICT_FAILED = 1,              /* unspecified failure */
@@ -62,8 +64,9 @@ ZUK_API void dd_term(void);
 
 /* Open the dictionary at `path` under the identifier `id` (0 to 65534) and make it the current one; `cookie` (may be
  * null) then names it. `option` is only stored. Status: 2 when `id` is open, 14 for a null path, 15 before `dd_init`,
- * 4, 6, 9, 10, 11 as the file and the system have it. After a failure the cookie is cleared (but for status 2, which
- * leaves it as it was) and `current` names a slot without a file, until `ds_setcurdict`. */
+ * 4, 6, 9, 10, 11 as the file and the system have it. After a failure the cookie is cleared and the current dictionary
+ * is a slot without a file, until `ds_setcurdict`. Where no slot could be had (2, 15, and 9 when the table of slots
+ * cannot grow) the cookie stays as it was; that 9 also stops the library, with every dictionary lost and not closed. */
 ZUK_API DictStatus ds_openfile(uint16_t id, ConstPString path, uint16_t mode, uint16_t option, DictCookie *cookie);
 
 /* Make a new, empty dictionary at `path`, in the place of any file that stands there, and leave it closed. Status: 2
@@ -79,7 +82,7 @@ ZUK_API DictStatus ds_closefile(int16_t id);
 ZUK_API DictStatus ds_setcurdict(const DictCookie *cookie);
 
 /* Fill `cookie` with the current slot, `selector` 1 if file 1 of it is open, else 0, and `other_selector` 0. The
- * result is that selector. */
+ * result is that selector; 0 for a null cookie. All of the cookie is 0 before `dd_init`. */
 ZUK_API int32_t ds_default_form_cookie(DictCookie *cookie);
 
 /* ---- Reading --------------------------------------------------------------------------------------------------- */
@@ -186,8 +189,8 @@ ZUK_API PString pstricpy(PString dest, ConstPString source, int16_t start, int16
 /* Append them; bad arguments, or a sum above 255, leave `dest` as it was. */
 ZUK_API PString pstricat(PString dest, ConstPString source, int16_t start, int16_t count);
 /* Compare `count` characters from `start` on. 0 equal, negative when `first` sorts first; 32767 for bad arguments, and
- * when either string is shorter than `start` and `first` is not empty (an empty `first` then gives 0 or -1). `fold_case`
- * not 0 makes it blind to case. */
+ * when either string is shorter than `start` and `first` is not empty (an empty `first` then gives 0 or -1). A
+ * `fold_case` other than 0 makes it blind to case. */
 ZUK_API int16_t pstricompare(ConstPString first, ConstPString second, int16_t start, int16_t count,
                              int16_t fold_case);
 

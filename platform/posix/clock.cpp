@@ -25,10 +25,25 @@ static void posix_sleep(u32 milliseconds)
     }
 }
 
+static void posix_local_time(PlatformLocalTime *now)
+{
+    time_t seconds = time(nullptr);
+    tm parts = {};
+    (void)localtime_r(&seconds, &parts);  // fails only for years beyond 31 bits
+    now->year = (u16)(parts.tm_year + 1900);
+    now->month = (u16)(parts.tm_mon + 1);
+    now->day = (u16)parts.tm_mday;
+    now->weekday = (u16)parts.tm_wday;
+    now->hour = (u16)parts.tm_hour;
+    now->minute = (u16)parts.tm_min;
+    now->second = (u16)parts.tm_sec;
+}
+
 constinit const PlatformClock native_clock = {
     .tick_count = posix_tick_count,
     .double_click_time = posix_double_click_time,
     .sleep = posix_sleep,
+    .local_time = posix_local_time,
 };
 
 } // namespace zuk

@@ -8,10 +8,24 @@ static u32 win32_tick_count() { return GetTickCount(); }
 static u32 win32_double_click_time() { return GetDoubleClickTime(); }
 static void win32_sleep(u32 milliseconds) { Sleep(milliseconds); }
 
+static void win32_local_time(PlatformLocalTime *now)
+{
+    SYSTEMTIME parts;
+    GetLocalTime(&parts);
+    now->year = parts.wYear;
+    now->month = parts.wMonth;
+    now->day = parts.wDay;
+    now->weekday = parts.wDayOfWeek;
+    now->hour = parts.wHour;
+    now->minute = parts.wMinute;
+    now->second = parts.wSecond;
+}
+
 constinit const PlatformClock native_clock = {
     .tick_count = win32_tick_count,
     .double_click_time = win32_double_click_time,
     .sleep = win32_sleep,
+    .local_time = win32_local_time,
 };
 
 } // namespace zuk

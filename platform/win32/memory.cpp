@@ -6,7 +6,11 @@
 
 namespace zuk {
 
-static void *win32_alloc(size_t size, bool zero) { return HeapAlloc(GetProcessHeap(), zero ? HEAP_ZERO_MEMORY : 0, size); }
+static void *win32_alloc(size_t size, bool zero)
+{
+    return HeapAlloc(GetProcessHeap(), zero ? HEAP_ZERO_MEMORY : 0, size);
+}
+
 static void *win32_resize(void *block, size_t size) { return HeapReAlloc(GetProcessHeap(), 0, block, size); }
 
 static void win32_free(void *block)

@@ -122,7 +122,8 @@ TEST(file_row_claim, without_memory_to_grow_gives_null_and_keeps_the_rest)
     EXPECT_GE(file_rows_open, 32u);
     for (FileHandle number : rows.mine) EXPECT_NE(file_row(number), nullptr);
 
-    file_rows_resize = realloc;
+    // A file that goes makes room again.
+    file_row_release(file_row(rows.mine.front()));
     EXPECT_NE(rows.claim(), 0u);
 }
 

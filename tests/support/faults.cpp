@@ -40,6 +40,8 @@ struct FaultState {
     bool clock_virtual;
     u32 clock_now;
     u32 clock_step;
+    bool local_time_virtual;
+    PlatformLocalTime local_time;
     std::function<void(u32)> on_sleep;
 
     u32 test;
@@ -291,6 +293,12 @@ static void virtual_sleep(u32 ms)
     if (s.on_sleep && !s.inside) run_inside([&] { s.on_sleep(ms); });
 }
 
+static void virtual_local_time(PlatformLocalTime *now)
+{
+    if (state().local_time_virtual) *now = state().local_time;
+    else native_clock.local_time(now);
+}
+
 // ---- The tables, and their place ------------------------------------------------------------------------------------
 
 static const PlatformMemory faulty_memory = { .alloc = faulty_alloc, .resize = faulty_resize, .free = faulty_free };
@@ -315,6 +323,7 @@ static const PlatformClock virtual_clock = {
     .tick_count = virtual_tick_count,
     .double_click_time = [] { return native_clock.double_click_time(); },
     .sleep = virtual_sleep,
+    .local_time = virtual_local_time,
 };
 
 static void reset_all()
@@ -326,6 +335,7 @@ static void reset_all()
     s.inside = 0;
     s.on_sleep = nullptr;
     s.clock_virtual = false;
+    s.local_time_virtual = false;
     calls_reset();
 }
 
@@ -428,6 +438,12 @@ void clock_virtual_start(u32 ms, u32 step)
 
 void clock_virtual_stop() { state().clock_virtual = false; }
 void clock_virtual_advance(u32 ms) { state().clock_now += ms; }
+void clock_virtual_local_time(const PlatformLocalTime &now)
+{
+    state().local_time_virtual = true;
+    state().local_time = now;
+}
+
 void clock_on_sleep(std::function<void(u32)> hook) { state().on_sleep = std::move(hook); }
 
 u32 memory_alive() { return (u32)state().blocks.size(); }

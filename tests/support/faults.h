@@ -93,6 +93,9 @@ void clock_virtual_start(u32 ms, u32 step = 0);
 void clock_virtual_stop();
 void clock_virtual_advance(u32 ms);
 
+// From here on `local_time` gives `now`, to the end of the test.
+void clock_virtual_local_time(const PlatformLocalTime &now);
+
 // Called at the end of each sleep, when the clock has moved; so a test can release a lock in the midst of a wait.
 void clock_on_sleep(std::function<void(u32 ms)> hook);
 
