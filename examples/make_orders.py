@@ -117,7 +117,7 @@ def fill(module, entities):
             label = "%s %s" % (entity, field)
             module.put(FIELD, label.encode(), field_record(i, field, i % len(DATA_TYPES) + 1))
             module.put(STRING, label.encode(), ("%s:" % field.capitalize()).encode())
-            module.put(SHORT_NAME, ("%s.%s" % (entity[:3].upper(), field[:4])).encode(), b"")
+            module.put(SHORT_NAME, ("%s%02d" % (entity.replace(" ", "").upper()[:7], i)).encode(), b"")
         for number, text in enumerate(MESSAGES, 1):
             module.put(MESSAGE, ("%s %d" % (entity, number)).encode(), (text % entity.lower()).encode())
         for verb in VERBS:

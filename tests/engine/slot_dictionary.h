@@ -1,0 +1,171 @@
+// The exported operations on a file of exact places: slot 1 of a started library, whose file 0 is opened below the
+// lifecycle, so that no core tables are loaded or made. Block numbers, offsets and sizes are those of a file that
+// nobody else has written to.
+#pragma once
+
+#include "engine/core_tables.h"
+#include "engine/cookies.h"
+#include "engine/directory.h"
+#include "engine/locks.h"
+#include "engine/resources.h"
+#include "foundation/handles.h"
+#include "foundation/pstrings.h"
+#include "tests/support/dictionary.h"
+#include "tests/support/faults.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+namespace zuk {
+
+constexpr i32 SLOT = 1;
+
+class SlotDictionary {
+public:
+    explicit SlotDictionary(u16 mode = DICT_EXCLUSIVE) : SlotDictionary(std::string(), mode) {}
+
+    // With these bytes for a file; a new dictionary for none.
+    explicit SlotDictionary(const std::string &content, u16 mode = DICT_EXCLUSIVE)
+        : path(dir.name("a.dic")), status(0), alive_before(handles_alive())
+    {
+        EXPECT_EQ(dd_init(), 1);
+        (void)dd_choose_owner(0);
+        EXPECT_EQ(slot_claim(1), (DictStatus)DICT_OK);
+        slot_set_path(1, 0, path);
+        if (content.empty()) {
+            EXPECT_EQ(dict_file_create(path), (DictStatus)DICT_OK);
+        } else {
+            (void)dir.put("a.dic", content);
+        }
+        DictCookie cookie = { SLOT, 0, 0 };
+        EXPECT_EQ(ds_setcurdict(&cookie), (DictStatus)DICT_OK);
+        open(mode);
+        if (content.empty()) { EXPECT_EQ(status, (DictStatus)DICT_OK); }
+    }
+
+    // Handles that an operation loses by design are handed to `lost`.
+    ~SlotDictionary()
+    {
+        dd_term();
+        (void)dd_choose_owner(0);
+        EXPECT_EQ(handles_alive(), alive_before + lost) << "handles left alive";
+    }
+    SlotDictionary(const SlotDictionary &) = delete;
+    SlotDictionary &operator=(const SlotDictionary &) = delete;
+
+    DictFile *file() { return dict_file_at(SLOT, 0); }
+    operator DictFile *() { return file(); }
+    DictFile *operator->() { return file(); }
+
+    void open(u16 mode) { status = dict_file_open(file(), slot_path_at(SLOT, 0), mode, 0); }
+    void close() { (void)dict_file_close(file()); }
+    void reopen(u16 mode = DICT_EXCLUSIVE)
+    {
+        close();
+        open(mode);
+        EXPECT_EQ(status, (DictStatus)DICT_OK);
+    }
+    std::string bytes() const { return dir.content("a.dic"); }
+
+    // A module without any resource.
+    void module(i32 kind, i32 number, const std::string &name)
+    {
+        EXPECT_EQ(module_create(file(), kind, number, Name(name)), (DictStatus)DICT_OK) << name;
+    }
+
+    DictStatus add(i32 kind, i32 module, u16 type, i16 id, const std::string &name, const std::string &body)
+    {
+        GHandle handle = handle_of(body);
+        DictStatus result = dd_add_resource(kind, module, type, id, Name(name), handle);
+        gfree(handle);
+        return result;
+    }
+    DictStatus change_name(i32 kind, i32 module, u16 type, i32 id, const std::string &name)
+    {
+        return dd_change_resource(kind, module, type, id, Name(name), 0);
+    }
+    DictStatus change_body(i32 kind, i32 module, u16 type, i32 id, const std::string &body)
+    {
+        GHandle handle = handle_of(body);
+        DictStatus result = dd_change_resource(kind, module, type, id, nullptr, handle);
+        gfree(handle);
+        return result;
+    }
+
+    std::string body(i32 kind, i32 module, u16 type, u16 id)
+    {
+        u32 result = 0;
+        GHandle handle = dd_getresourcehndl(kind, module, type, id, 0, &result);
+        return handle ? take(handle) : "<status " + std::to_string(result) + ">";
+    }
+    std::string name(i32 kind, i32 module, u16 type, u16 id)
+    {
+        Name out;
+        DictStatus result = dd_getresname(kind, module, type, id, out);
+        return result ? "<status " + std::to_string(result) + ">" : out.str();
+    }
+
+    // An empty core table in memory, unless there is one.
+    void core_table(u16 type, i32 range = 0)
+    {
+        if (!file()->core_tables) { EXPECT_EQ(core_tables_init(file()), (DictStatus)DICT_OK); }
+        if (core_table_at(file(), type, range)) return;
+        i32 capacity = core_table_size(type);
+        std::string table(sizeof(CoreTable) + (size_t)capacity + 2, '\0');
+        CoreTable head = { .capacity = le_i32(capacity), .free_count = le_i32(capacity), .reserved = {} };
+        table.replace(0, sizeof head, (const char *)&head, sizeof head);
+        for (i32 p = 0; p <= capacity; p++) table[sizeof head + (size_t)p] = CORE_FREE;
+        core_table_attach(file(), type, range, handle_of(table));
+    }
+
+    // The same, and the resource that `core_table_write` changes.
+    void stored_core_table(u16 type, i32 range = 0)
+    {
+        core_table(type, range);
+        GHandle table = gdup(file()->core_tables[type].handles[range]);
+        std::string table_name = "table " + std::to_string(type) + "/" + std::to_string(range);
+        EXPECT_EQ(dd_add_resource(1, 10, (u16)(52 + range), (i16)type, Name(table_name), table), (DictStatus)DICT_OK);
+        gfree(table);
+    }
+
+    void expect_lost(u32 handles) { lost += handles; }
+    u32 alive_at_start() const { return alive_before; }
+
+    TempDir dir;
+    Name path;
+    DictStatus status;    // of the last open
+
+private:
+    u32 alive_before;
+    u32 lost = 0;
+};
+
+// Another workstation on the same file, with a handle of its own.
+class OtherStation {
+public:
+    explicit OtherStation(const SlotDictionary &on) : path(on.path), file{}
+    {
+        EXPECT_EQ(dict_file_open(&file, path, DICT_SHARED, 0), (DictStatus)DICT_OK);
+    }
+    ~OtherStation() { leave(); }
+    OtherStation(const OtherStation &) = delete;
+    OtherStation &operator=(const OtherStation &) = delete;
+
+    // Not by a close, which would write the header.
+    void leave()
+    {
+        if (!file.file) return;
+        (void)platform_files->close(file.file);
+        file.file = 0;
+        (void)dict_file_close(&file);
+    }
+    void hold_write_lock() { EXPECT_TRUE(write_lock(&file)); }
+    void hold_read_lock() { EXPECT_TRUE(read_lock(&file)); }
+    operator DictFile *() { return &file; }
+    DictFile *operator->() { return &file; }
+
+    Name path;
+    DictFile file;
+};
+
+} // namespace zuk

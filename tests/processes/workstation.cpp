@@ -1,0 +1,209 @@
+// A workstation: a process of its own that works on a dictionary as it is told, for tests that need a second one.
+//
+// Commands come one a line on standard input, their words separated by blanks; PATH may stand in quotes. Each is
+// answered by one line on standard output, `crash` aside. Waits take no time: the clock stands still but for what is slept, and sleeping returns at once.
+//
+//   create PATH                              a new dictionary; the status
+//   open PATH MODE                           under identifier 1; the status
+//   close                                    the status
+//   lock read | lock write                   by cookie; the status
+//   unlock                                   what `lock` took; 1, or 0 when the write lock was not held any more
+//   add KIND MODULE TYPE ID NAME [BODY]      the status; a body "x*500" is 500 times x
+//   change KIND MODULE TYPE ID NAME [BODY]   the status; "-" leaves the name as it is
+//   remove KIND MODULE TYPE ID               the status
+//   read KIND MODULE TYPE ID                 the status and the body
+//   name KIND MODULE TYPE ID                 the status and the name
+//   state                                    lock_state and change_count, as they are in memory
+//   hold OFFSET LENGTH                       a byte range, by the open dictionary's own handle; "held" or "refused"
+//   probe PATH OFFSET LENGTH                 by a handle opened for it in mode 0; "free", "held", or "error" and its code
+//   crash                                    the end, with nothing closed or given up
+//   quit                                     the end; "bye"
+//
+// Exit status: 0 after `quit` and at the end of the input, CRASHED after `crash`.
+#include "engine/dict_set.h"
+#include "engine/locks.h"
+#include "files/file.h"
+#include "tests/processes/workstation.h"
+#include "tests/support/dictionary.h"
+#include "tests/support/faults.h"
+
+#include <cstdlib>
+#ifdef _WIN32
+#include <process.h>
+#else
+#include <unistd.h>
+#endif
+
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+namespace zuk {
+
+static DictCookie cookie;
+
+struct Coordinates {
+    i32 kind, module, type, id;
+};
+
+static Coordinates coordinates(std::istream &words)
+{
+    Coordinates at = {};
+    words >> at.kind >> at.module >> at.type >> at.id;
+    return at;
+}
+
+// "x*500" is 500 times x; everything else stands for itself.
+static std::string body_of(const std::string &word)
+{
+    size_t star = word.find('*');
+    if (star != 1) return word;
+    return std::string(std::stoul(word.substr(2)), word[0]);
+}
+
+static std::string create(std::istream &words)
+{
+    std::string path;
+    words >> std::quoted(path);
+    return std::to_string(ds_createfile(2, Name(path)));  // 1 may be open
+}
+
+static std::string open(std::istream &words)
+{
+    std::string path;
+    u16 mode = 0;
+    words >> std::quoted(path) >> mode;
+    return std::to_string(ds_openfile(1, Name(path), mode, 0, &cookie));
+}
+
+static std::string lock(std::istream &words)
+{
+    std::string kind;
+    words >> kind;
+    if (kind == "read") return std::to_string(dict_selected_read_lock(&cookie, 0));
+    bool locked = dict_selected_is_open(&cookie, 0) && dict_selected_write_lock(&cookie, 0);
+    return std::to_string(locked ? DICT_OK : DICT_LOCKED_OUT);
+}
+
+static std::string unlock()
+{
+    const DictFile *file = dict_file_by_cookie(&cookie, 0);
+    if (!file) return "0";
+    if (file->lock_state == LOCK_WRITER) return std::to_string(dict_selected_write_unlock(&cookie, 0));
+    dict_selected_read_unlock(&cookie, 0);
+    return std::to_string(file->lock_state == LOCK_NONE);
+}
+
+static std::string add(std::istream &words)
+{
+    Coordinates at = coordinates(words);
+    std::string name, body;
+    words >> name >> body;
+    GHandle handle = body.empty() ? 0 : handle_of(body_of(body));
+    DictStatus status = dd_add_resource(at.kind, at.module, (u16)at.type, (i16)at.id, Name(name), handle);
+    gfree(handle);
+    return std::to_string(status);
+}
+
+static std::string change(std::istream &words)
+{
+    Coordinates at = coordinates(words);
+    std::string name, body;
+    words >> name >> body;
+    GHandle handle = body.empty() ? 0 : handle_of(body_of(body));
+    Name new_name(name);
+    DictStatus status = dd_change_resource(at.kind, at.module, (u16)at.type, at.id,
+                                           name == "-" ? nullptr : (ConstPString)new_name, handle);
+    gfree(handle);
+    return std::to_string(status);
+}
+
+static std::string remove(std::istream &words)
+{
+    Coordinates at = coordinates(words);
+    return std::to_string(dd_remove_resource(at.kind, at.module, (u16)at.type, at.id));
+}
+
+static std::string read(std::istream &words)
+{
+    Coordinates at = coordinates(words);
+    u32 status = 0;
+    GHandle body = dd_getresourcehndl(at.kind, at.module, (u16)at.type, (u16)at.id, 0, &status);
+    return body ? std::to_string(status) + ' ' + take(body) : std::to_string(status);
+}
+
+static std::string name(std::istream &words)
+{
+    Coordinates at = coordinates(words);
+    Name out;
+    DictStatus status = dd_getresname(at.kind, at.module, (u16)at.type, (u16)at.id, out);
+    return std::to_string(status) + ' ' + out.str();
+}
+
+static std::string state()
+{
+    const DictFile *file = dict_file_by_cookie(&cookie, 0);
+    if (!file) return "none";
+    return std::to_string(file->lock_state) + ' ' + std::to_string(le_get(file->header.change_count));
+}
+
+static std::string hold(std::istream &words)
+{
+    u32 offset = 0, length = 0;
+    words >> offset >> length;
+    const DictFile *file = dict_file_by_cookie(&cookie, 0);
+    return file && file_lock(file->file, offset, length) ? "held" : "refused";
+}
+
+static std::string probe(std::istream &words)
+{
+    std::string path;
+    u32 offset = 0, length = 0;
+    words >> std::quoted(path) >> offset >> length;
+    FileHandle file = file_open(Name(path), FILE_RW_SHARED);
+    if (!file) return "error " + std::to_string(file_error);
+    bool free = file_lock(file, offset, length) != 0;
+    (void)file_close(file);  // gives the range up
+    return free ? "free" : "held";
+}
+
+static std::string obey(const std::string &line)
+{
+    std::istringstream words(line);
+    std::string command;
+    words >> command;
+    if (command == "create") return create(words);
+    if (command == "open") return open(words);
+    if (command == "close") return std::to_string(ds_closefile(1));
+    if (command == "lock") return lock(words);
+    if (command == "unlock") return unlock();
+    if (command == "add") return add(words);
+    if (command == "change") return change(words);
+    if (command == "remove") return remove(words);
+    if (command == "read") return read(words);
+    if (command == "name") return name(words);
+    if (command == "state") return state();
+    if (command == "hold") return hold(words);
+    if (command == "probe") return probe(words);
+    if (command == "crash") _exit(WORKSTATION_CRASHED);
+    return "what is \"" + line + "\"?";
+}
+
+} // namespace zuk
+
+using namespace zuk;
+
+int main()
+{
+    clock_virtual_start(0);
+    if (!dd_init()) return 1;
+    for (std::string line; std::getline(std::cin, line);) {
+        if (line == "quit") break;
+        std::cout << obey(line) << std::endl;
+        calls_reset();  // the log of a long wait is long
+    }
+    dd_term();
+    std::cout << "bye" << std::endl;
+    return 0;
+}

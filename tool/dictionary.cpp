@@ -1,0 +1,484 @@
+#include "tool/dictionary.h"
+
+#include "engine/cookies.h"
+#include "engine/resources.h"
+#include "tool/messages.h"
+#include "tool/open_error.h"
+#include "tool/paths.h"
+
+#include <cstring>
+
+namespace zuk::tool {
+
+// ---- Handles --------------------------------------------------------------------------------------------------------
+
+Handle::Handle(std::string_view bytes)
+{
+    if (bytes.empty()) return;
+    value = bytes.size() > INT32_MAX ? 0 : galloc((i32)bytes.size(), nullptr, 0);
+    if (!value) fail_with(DICT_NO_MEMORY, "");
+    memcpy(glock(value), bytes.data(), bytes.size());
+}
+
+Handle &Handle::operator=(Handle &&other) noexcept
+{
+    std::swap(value, other.value);
+    return *this;
+}
+
+Handle::~Handle() { gfree(value); }
+
+std::string_view Handle::bytes() const
+{
+    const char *data = (const char *)glock(value);
+    return data ? std::string_view(data, (size_t)gsize(value)) : std::string_view();
+}
+
+// A name as the library takes it, 255 bytes at most.
+struct StoredName {
+    u8 text[256];
+
+    explicit StoredName(const std::string &name)
+    {
+        text[0] = (u8)name.size();
+        memcpy(text + 1, name.data(), text[0]);
+    }
+};
+
+void check_name(const std::string &thing, const std::string &name)
+{
+    if (name.empty()) fail_with(DICT_BAD_NAME, thing, "the name is empty");
+    if (name.size() <= NAME_MAX_BYTES) return;
+    fail_with(DICT_BAD_NAME, thing, "the name has " + std::to_string(name.size()) + " bytes, and at most 254 can be stored");
+}
+
+// ---- Opening --------------------------------------------------------------------------------------------------------
+
+static void start_library()
+{
+    static bool started = false;
+    if (!started && !dd_init()) fail_with(DICT_NOT_STARTED, "");
+    started = true;
+}
+
+Dictionary::Dictionary(const std::string &path, u16 mode) : shown(path), cookie{}
+{
+    static i16 numbers = 0;
+    start_library();
+    number = ++numbers;
+    if (path.empty()) fail_with(DICT_NO_NAME, "");
+    fs::path absolute = absolute_path(path);  // before the working directory changes
+    LibraryName name = library_name(path);
+    DictStatus status = ds_openfile((u16)number, name.text, mode, 0, &cookie);
+    if (status) fail_open(status, path, absolute, mode);
+}
+
+Dictionary::~Dictionary() { (void)ds_closefile(number); }  // it is always 0
+
+DictFile *Dictionary::file() const { return dict_file_of_cookie(&cookie); }
+
+void Dictionary::make_current() const { (void)ds_setcurdict(&cookie); }  // the slot exists while this object does
+
+std::string Dictionary::thing(const Coordinates &at) const
+{
+    return at.levels ? shown + ": " + text_of(at) : shown;
+}
+
+void create_dictionary(const std::string &path, bool force)
+{
+    start_library();
+    if (path.empty()) fail_with(DICT_NO_NAME, "");
+    fs::path absolute = absolute_path(path);
+    std::error_code ignored;
+    bool stands = path_kind(absolute) != PathKind::nothing;
+    if (stands && fs::is_directory(absolute, ignored)) fail(EXIT_TROUBLE, path, "it is a directory");
+    if (stands && !force) fail_with(DICT_EXISTS, path, "there is such a file already; --force replaces it");
+
+    LibraryName name = library_name(path);
+    DictStatus status = ds_createfile(0, name.text);
+    if (status == DICT_NO_FILE && stands && path_kind(absolute) != PathKind::nothing) {
+        fail(EXIT_LOCKED, path, "it cannot be replaced, as somebody has it open or protects it" + status_note(status));
+    }
+    if (status == DICT_NO_FILE) fail(EXIT_TROUBLE, path, "it cannot be made there" + status_note(status));
+    if (status) fail_with(status, path);
+
+    // A failed write of the first bytes is told by nothing but a file that is not there.
+    DictCookie cookie;
+    status = ds_openfile(0, name.text, DICT_READ_ONLY, 0, &cookie);
+    if (status) fail(EXIT_TROUBLE, path, "it could not be written" + status_note(status));
+    (void)ds_closefile(0);
+}
+
+// ---- Facts ----------------------------------------------------------------------------------------------------------
+
+[[noreturn]] static void fail_damaged(const std::string &thing, const std::string &what, DictStatus status = DICT_OK)
+{
+    fail(EXIT_DAMAGE, thing, what + (status ? status_note(status) : ""));
+}
+
+[[noreturn]] static void fail_missing(const Dictionary &dictionary, const Coordinates &at)
+{
+    static const char *const nouns[] = { "dictionary", "kind", "module", "type", "resource" };
+    fail_with(DICT_NOT_FOUND, dictionary.thing(at), std::string("there is no such ") + nouns[at.levels]);
+}
+
+// A name of `size` stored bytes: its length byte, then the characters. 0 bytes stand for the empty name.
+static std::string name_of_stored(std::string_view stored, const std::string &thing)
+{
+    if (stored.empty()) return "";
+    if ((u8)stored[0] != stored.size() - 1) fail_damaged(thing, "the stored length of the name is wrong");
+    return std::string(stored.substr(1));
+}
+
+static std::string read_module_name(const Dictionary &dictionary, i16 index, const Coordinates &at)
+{
+    u32 offset;
+    i32 size;
+    DictStatus status = module_name_location(dictionary.file(), index, &offset, &size);
+    if (status) fail_damaged(dictionary.thing(at), "the place of the module's name is wrong", status);
+    std::string stored((size_t)size, 0);
+    status = dict_read_at(dictionary.file(), offset, stored.data(), size);
+    if (status) fail_with(status, dictionary.thing(at));
+    return name_of_stored(stored, dictionary.thing(at));
+}
+
+// The used bytes of a type's name block.
+static std::string read_names(const Dictionary &dictionary, u32 name_block, const Coordinates &at)
+{
+    BlockEntry block;
+    DictStatus status = block_read_typed(dictionary.file(), name_block, BLOCK_NAMES, &block);
+    if (status) fail_damaged(dictionary.thing(at), "the block of the names is wrong", status);
+    i64 used = (i64)le_get(block.size) - le_get(block.free);
+    i32 length = dict_length(dictionary.file());
+    if (used < 0 || le_get(block.offset) + used > length) {
+        fail_damaged(dictionary.thing(at), "the names do not lie inside the file");
+    }
+    std::string names((size_t)used, 0);
+    status = dict_read_at(dictionary.file(), le_get(block.offset), names.data(), (i32)used);
+    if (status) fail_with(status, dictionary.thing(at));
+    return names;
+}
+
+static ResourceFacts resource_facts(const Dictionary &dictionary, const ResourceEntry &entry, const std::string &names,
+                                    const Coordinates &type)
+{
+    Coordinates at = coordinates_of(type.kind, type.module, type.type, le_get(entry.id));
+    i32 offset = le_get(entry.name_offset);
+    if (offset < 0 || (size_t)offset + entry.name_size > names.size()) {
+        fail_damaged(dictionary.thing(at), "the place of the name is wrong");
+    }
+    if (le_get(entry.body_size) < 0) fail_damaged(dictionary.thing(at), "the size of the body is negative");
+    return { .id = le_get(entry.id), .flags = entry.flags, .body_size = le_get(entry.body_size),
+             .name = name_of_stored(std::string_view(names).substr((size_t)offset, entry.name_size),
+                                    dictionary.thing(at)) };
+}
+
+// The resources of one type, or the one of them that `wanted` tells.
+static TypeFacts read_type(const Dictionary &dictionary, i16 index, i16 type, const Coordinates &at, i16 wanted)
+{
+    u16 entries = 0;
+    u32 name_block = 0;
+    const ResourceEntry *run = resource_range(dictionary.file(), index, type, &entries, &name_block, nullptr);
+    TypeFacts facts = { .type = (u16)type, .resources = {} };
+    if (!run || entries == 0) return facts;
+
+    // A copy: reading the names may bring other things into memory.
+    std::vector<ResourceEntry> copy(run, run + entries);
+    std::string names = read_names(dictionary, name_block, at);
+    i16 last = 0;
+    for (const ResourceEntry &entry : copy) {
+        i16 id = le_get(entry.id);
+        if (id <= last) fail_damaged(dictionary.thing(at), "the identifiers are not in order");
+        last = id;
+        if (wanted && wanted != id) continue;
+        facts.resources.push_back(resource_facts(dictionary, entry, names, at));
+    }
+    return facts;
+}
+
+static void read_types(const Dictionary &dictionary, i16 index, const Coordinates &at, ModuleFacts *module)
+{
+    Coordinates place = coordinates_of(module->kind, module->module);
+    ModuleDirectory *directory = directory_get(dictionary.file(), index);
+    if (!directory) fail_damaged(dictionary.thing(place), "the directory of the module is wrong", DICT_NOT_FOUND);
+    std::vector<i16> types;
+    for (i32 i = 0; const TypeEntry *entry = type_at(directory, i); i++) {
+        i16 type = le_get(entry->type);
+        if (i && type <= types.back()) fail_damaged(dictionary.thing(place), "the types are not in order");
+        types.push_back(type);
+    }
+    for (i16 type : types) {
+        if (at.levels >= 3 && (u16)type != at.type) continue;
+        Coordinates below = coordinates_of(module->kind, module->module, (u16)type);
+        module->types.push_back(read_type(dictionary, index, type, below, at.levels == 4 ? at.id : (i16)0));
+    }
+}
+
+std::vector<ModuleFacts> read_facts(const Dictionary &dictionary, const Coordinates &at)
+{
+    std::vector<ModuleFacts> modules;
+    const ModuleEntry *before = nullptr;
+    for (i16 index = 0;; index++) {
+        const ModuleEntry *entry = module_entry(dictionary.file(), index);
+        if (!entry) break;
+        i32 kind = le_get(entry->kind);
+        i32 number = le_get(entry->module);
+        if (before && module_compare(kind, number, le_get(before->kind), le_get(before->module)) <= 0) {
+            fail_damaged(dictionary.shown, "the modules are not in order");
+        }
+        before = entry;
+        if (at.levels >= 1 && kind != at.kind) continue;
+        if (at.levels >= 2 && number != at.module) continue;
+
+        ModuleFacts module = { .kind = kind, .module = number, .name = {}, .types = {} };
+        module.name = read_module_name(dictionary, index, coordinates_of(kind, number));
+        read_types(dictionary, index, at, &module);
+        modules.push_back(std::move(module));
+    }
+
+    if (at.levels >= 1 && modules.empty()) {
+        fail_missing(dictionary, at.levels == 1 ? at : coordinates_of(at.kind, at.module));
+    }
+    if (at.levels >= 3 && modules[0].types.empty()) {
+        fail_missing(dictionary, coordinates_of(at.kind, at.module, at.type));
+    }
+    if (at.levels == 4 && modules[0].types[0].resources.empty()) fail_missing(dictionary, at);
+    return modules;
+}
+
+Handle read_body(const Dictionary &dictionary, const Coordinates &at)
+{
+    DictStatus status = DICT_OK;
+    Handle body;
+    if (at.kind == 1) {
+        // Listings give whole module numbers here, where the exported operation wants a core type.
+        u32 place;
+        i32 size = 0;
+        status = resource_locate(dictionary.file(), at.kind, at.module, at.type, at.id, &place, &size);
+        if (!status && (i64)place + size > dict_length(dictionary.file())) status = DICT_BAD_POSITION;
+        if (!status) body.value = galloc(size, nullptr, 0);
+        if (body.value) {
+            status = resource_fetch(dictionary.file(), at.kind, at.module, at.type, place, size, glock(body.value));
+        }
+    } else {
+        dictionary.make_current();
+        body.value = dd_getresourcehndl(at.kind, at.module, at.type, (u16)at.id, 0, &status);
+    }
+    if (status == DICT_NOT_FOUND && resource_exists(dictionary, at)) {
+        fail_damaged(dictionary.thing(at), "the place of the body is wrong", status);
+    }
+    if (status == DICT_NOT_FOUND) fail_missing(dictionary, at);
+    if (status) fail_with(status, dictionary.thing(at));
+    if (!body.value) fail_with(DICT_NO_MEMORY, dictionary.thing(at));
+    return body;
+}
+
+void count(Counts *counts, const TypeFacts &type)
+{
+    counts->types++;
+    counts->resources += type.resources.size();
+    for (const ResourceFacts &resource : type.resources) {
+        counts->bodies += resource.body_size > 0;
+        counts->name_bytes += resource.name.size();
+        counts->body_bytes += (u64)resource.body_size;
+    }
+}
+
+void count(Counts *counts, const ModuleFacts &module)
+{
+    counts->modules++;
+    for (const TypeFacts &type : module.types) count(counts, type);
+}
+
+// ---- Changes --------------------------------------------------------------------------------------------------------
+
+void refuse_kind_1(const Dictionary &dictionary, const Coordinates &at)
+{
+    if (at.kind != 1) return;
+    fail(EXIT_TROUBLE, dictionary.thing(at), "resources of kind 1 belong to series, and are only read by this command");
+}
+
+static i16 index_of(const Dictionary &dictionary, const Coordinates &at)
+{
+    return module_find(dictionary.file(), at.kind, at.module);
+}
+
+bool module_exists(const Dictionary &dictionary, const Coordinates &at)
+{
+    return index_of(dictionary, at) != MODULE_ABSENT;
+}
+
+static bool entry_exists(const Dictionary &dictionary, const Coordinates &at, u16 type, i16 id)
+{
+    return resource_entry(dictionary.file(), index_of(dictionary, at), (i16)type, id, nullptr, nullptr) != nullptr;
+}
+
+bool resource_exists(const Dictionary &dictionary, const Coordinates &at)
+{
+    return entry_exists(dictionary, at, at.type, at.id);
+}
+
+u16 own_type(const Dictionary &dictionary, const Coordinates &at)
+{
+    if (at.module < 1 || at.module > ID_MAX) return 0;
+    for (u16 type : { MODULE_TYPE, (u16)23 }) {
+        if (entry_exists(dictionary, at, type, (i16)at.module)) return type;
+    }
+    return 0;
+}
+
+// Why the library calls a name taken.
+static std::string words_of_taken_name(const Dictionary &dictionary, const Coordinates &at, const std::string &name)
+{
+    if (type_is_module(at.type)) return "another module has this name";
+    Coordinates type = coordinates_of(at.kind, at.module, at.type);
+    std::vector<ModuleFacts> facts = read_facts(dictionary, type);
+    for (const ResourceFacts &resource : facts[0].types[0].resources) {
+        Coordinates other = coordinates_of(at.kind, at.module, at.type, resource.id);
+        if (resource.name == name) return text_of(other) + " has this name";
+        // A long list of names is searched with each name cut.
+        if (name.size() == RENAMED_MODULE_MAX_BYTES && resource.name.compare(0, name.size(), name) == 0) {
+            return "the library cannot tell the name from that of " + text_of(other) + ", which begins with it";
+        }
+    }
+    return words_of(DICT_EXISTS);
+}
+
+void add_resource(const Dictionary &dictionary, const Coordinates &at, const std::string &name, const Handle &body)
+{
+    bool makes_module = type_is_module(at.type);
+    std::string thing = dictionary.thing(makes_module ? coordinates_of(at.kind, at.module) : at);
+    refuse_kind_1(dictionary, at);
+    check_name(thing, name);
+    // Ahead of the library's own test, which for a module comes after its directory was given room.
+    if (makes_module && module_exists(dictionary, at)) fail_with(DICT_EXISTS, thing, "there is such a module already");
+    if (!makes_module && resource_exists(dictionary, at)) {
+        fail_with(DICT_EXISTS, thing, "there is such a resource already");
+    }
+    StoredName stored(name);
+    if (makes_module && module_find_by_name(dictionary.file(), at.kind, stored.text)) {
+        fail_with(DICT_EXISTS, thing, words_of_taken_name(dictionary, at, name));
+    }
+
+    dictionary.make_current();
+    DictStatus status = dd_add_resource(at.kind, at.module, at.type, at.id, stored.text, body.value);
+    if (status == DICT_EXISTS) fail_with(status, thing, words_of_taken_name(dictionary, at, name));
+    if (status == DICT_NOT_FOUND) {
+        fail_with(status, dictionary.thing(coordinates_of(at.kind, at.module)), "there is no such module");
+    }
+    if (status) fail_with(status, thing);
+}
+
+// What the library's inner operations leave in memory goes to the file.
+static void flush(const Dictionary &dictionary, const Coordinates &at)
+{
+    DictStatus status = block_table_flush(dictionary.file());
+    if (status) fail_with(status, dictionary.thing(at));
+}
+
+void add_bare_module(const Dictionary &dictionary, const Coordinates &at, const std::string &name)
+{
+    refuse_kind_1(dictionary, at);
+    check_name(dictionary.thing(at), name);
+    if (module_exists(dictionary, at)) fail_with(DICT_EXISTS, dictionary.thing(at), "there is such a module already");
+    StoredName stored(name);
+    if (module_find_by_name(dictionary.file(), at.kind, stored.text)) {
+        fail_with(DICT_EXISTS, dictionary.thing(at), "another module has this name");
+    }
+    DictStatus status = module_create(dictionary.file(), at.kind, at.module, stored.text);
+    if (status) fail_with(status, dictionary.thing(at));
+    flush(dictionary, at);
+}
+
+void change_resource(const Dictionary &dictionary, const Coordinates &at, const std::string *name, const Handle &body)
+{
+    std::string thing = dictionary.thing(at);
+    refuse_kind_1(dictionary, at);
+    if (!resource_exists(dictionary, at)) fail_missing(dictionary, at);
+    if (name && name->size() > NAME_MAX_BYTES) check_name(thing, *name);
+    bool renames_module = name && type_is_module(at.type);
+    if (renames_module && name->size() > RENAMED_MODULE_MAX_BYTES) {
+        fail_with(DICT_BAD_NAME, thing, "the new name of a module has at most 79 bytes");
+    }
+
+    StoredName stored(name ? *name : "");
+    dictionary.make_current();
+    DictStatus status = dd_change_resource(at.kind, at.module, at.type, at.id, name ? stored.text : nullptr, body.value);
+    if (status == DICT_EXISTS) fail_with(status, thing, words_of_taken_name(dictionary, at, *name));
+    if (status) fail_with(status, thing);
+    // The library does not tell whether the list of modules took the name.
+    if (renames_module && read_module_name(dictionary, index_of(dictionary, at), at) != *name) {
+        fail(EXIT_TROUBLE, thing, "the name in the list of modules could not be changed");
+    }
+}
+
+void rename_module(const Dictionary &dictionary, const Coordinates &at, const std::string &name)
+{
+    std::string thing = dictionary.thing(at);
+    refuse_kind_1(dictionary, at);
+    check_name(thing, name);
+    if (name.size() > RENAMED_MODULE_MAX_BYTES) {
+        fail_with(DICT_BAD_NAME, thing, "the new name of a module has at most 79 bytes");
+    }
+    if (!module_exists(dictionary, at)) fail_missing(dictionary, coordinates_of(at.kind, at.module));
+    if (read_module_name(dictionary, index_of(dictionary, at), at) == name) return;
+    StoredName stored(name);
+    if (module_find_by_name(dictionary.file(), at.kind, stored.text)) {
+        fail_with(DICT_EXISTS, thing, "another module has this name");
+    }
+    DictStatus status = module_rename(dictionary.file(), at.kind, at.module, stored.text);
+    if (status) fail_with(status, thing);
+    flush(dictionary, at);
+}
+
+void set_flags(const Dictionary &dictionary, const Coordinates &at, u8 flags)
+{
+    dictionary.make_current();
+    DictStatus status = dd_set_resource_flags(at.kind, at.module, at.type, (u32)at.id, flags);
+    if (status) fail_with(status, dictionary.thing(at));
+    flush(dictionary, at);
+}
+
+void set_version(const Dictionary &dictionary, u16 version)
+{
+    DictStatus status = dict_file_set_version(dictionary.file(), version);
+    if (status) fail_with(status, dictionary.shown);
+}
+
+void remove_resource(const Dictionary &dictionary, const Coordinates &at)
+{
+    refuse_kind_1(dictionary, at);
+    if (!resource_exists(dictionary, at)) fail_missing(dictionary, at);
+    dictionary.make_current();
+    DictStatus status = dd_remove_resource(at.kind, at.module, at.type, at.id);
+    if (status) fail_with(status, dictionary.thing(at));
+}
+
+void remove_module(const Dictionary &dictionary, const Coordinates &at)
+{
+    refuse_kind_1(dictionary, at);
+    if (!module_exists(dictionary, at)) fail_missing(dictionary, coordinates_of(at.kind, at.module));
+    if (at.module >= 1 && at.module <= ID_MAX) {
+        dictionary.make_current();
+        DictStatus status = dd_remove_resource(at.kind, at.module, MODULE_TYPE, at.module);
+        if (status) fail_with(status, dictionary.thing(at));
+        return;
+    }
+    // Beyond the numbers that an identifier can be.
+    DictStatus status = module_delete(dictionary.file(), at.kind, at.module);
+    if (status) fail_with(status, dictionary.thing(at));
+    flush(dictionary, at);
+}
+
+i16 next_id(const Dictionary &dictionary, const Coordinates &at)
+{
+    u16 entries = 0;
+    const ResourceEntry *run =
+        resource_range(dictionary.file(), index_of(dictionary, at), (i16)at.type, &entries, nullptr, nullptr);
+    if (!run || entries == 0) return 1;
+    i32 highest = le_get(run[entries - 1].id);
+    if (highest < ID_MAX) return (i16)(highest + 1);
+    fail_with(DICT_NO_ROOM, dictionary.thing(at), "the highest identifier is 32767, so there is no next one");
+}
+
+} // namespace zuk::tool

@@ -1,0 +1,143 @@
+// zuk import: an export folder, or the files of any folder, into a dictionary.
+//
+// The road: read and test the folder; open the dictionary, or know that it is to be made; plan every step; and only when
+// nothing speaks against any of them, do them one by one. The steps stand in the order of the folder, so the same folder
+// always makes the same bytes.
+
+#include "tool/commands.h"
+#include "tool/dictionary.h"
+#include "tool/import_plan.h"
+#include "tool/json.h"
+#include "tool/messages.h"
+#include "tool/terminal.h"
+
+namespace zuk::tool {
+
+struct ImportOptions {
+    std::string folder, file, to, module_name;
+    bool force = false, dry_run = false, json = false;
+};
+
+// ---- Doing it -------------------------------------------------------------------------------------------------------
+
+static void do_step(const Dictionary &dictionary, const ImportStep &step)
+{
+    Handle body;
+    if (!step.body.empty()) body = Handle(read_file(step.body, step.body.string()));
+    switch (step.what) {
+    case ImportStep::set_version: set_version(dictionary, step.version); return;
+    case ImportStep::add_module: add_bare_module(dictionary, step.at, step.name); return;
+    case ImportStep::rename_module: rename_module(dictionary, step.at, step.name); return;
+    case ImportStep::remove: remove_resource(dictionary, step.at); return;
+    case ImportStep::add: add_resource(dictionary, step.at, step.name, body); break;
+    case ImportStep::change: change_resource(dictionary, step.at, step.has_name ? &step.name : nullptr, body); break;
+    }
+    if (step.has_flags) set_flags(dictionary, step.at, step.flags);
+}
+
+static void do_steps(const Dictionary &dictionary, const std::vector<ImportStep> &steps)
+{
+    Progress progress("importing", steps.size());
+    for (const ImportStep &step : steps) {
+        do_step(dictionary, step);
+        progress.step();
+    }
+}
+
+static void import_into_new(const ImportOptions &options, const ImportPlan &plan)
+{
+    fs::path path = absolute_path(options.file);
+    create_dictionary(options.file, false);
+    try {
+        Dictionary dictionary(options.file, DICT_EXCLUSIVE);
+        do_steps(dictionary, plan.steps);
+    } catch (...) {
+        // Nobody wants half a dictionary.
+        std::error_code ignored;
+        fs::remove(path, ignored);
+        throw;
+    }
+}
+
+static void import_into_old(const Dictionary &dictionary, const ImportPlan &plan)
+{
+    try {
+        do_steps(dictionary, plan.steps);
+    } catch (const Failure &failure) {
+        throw Failure(failure.exit, std::string(failure.what()) + "; what came before it is in the file");
+    }
+}
+
+// ---- The command ----------------------------------------------------------------------------------------------------
+
+static ImportPlan make_plan(const ImportOptions &options, const fs::path &folder, const Dictionary *dictionary)
+{
+    ImportRequest request = { .folder = folder, .shown_folder = options.folder, .shown_file = options.file,
+                              .dictionary = dictionary, .force = options.force };
+    if (options.to.empty()) return plan_export_folder(request);
+    return plan_plain_folder(request, parse_coordinates(options.to), options.module_name);
+}
+
+static std::string word_of(ImportStep::What what)
+{
+    switch (what) {
+    case ImportStep::set_version: return "set the version";
+    case ImportStep::add_module: return "add";
+    case ImportStep::rename_module: return "rename";
+    case ImportStep::remove: return "remove";
+    case ImportStep::add: return "add";
+    default: return "change";
+    }
+}
+
+static void tell(const ImportOptions &options, const ImportPlan &plan)
+{
+    if (options.json) {
+        put_json({ { "dryRun", options.dry_run }, { "modules", plan.modules_added }, { "added", plan.added },
+                   { "replaced", plan.replaced }, { "bodyBytes", plan.body_bytes } });
+    } else if (options.dry_run) {
+        for (const ImportStep &step : plan.steps) put(word_of(step.what) + " " + text_of(step.at) + "\n");
+    }
+    say(options.file + ": " + (options.dry_run ? "would be: " : "") + counted(plan.added, "resource") + " added, " +
+        std::to_string(plan.replaced) + " replaced, " + counted(plan.modules_added, "new module") + ", " +
+        std::to_string(plan.body_bytes) + " bytes");
+}
+
+static int run_import(const ImportOptions &options)
+{
+    if (options.to.empty() && !options.module_name.empty()) {
+        fail(EXIT_TROUBLE, "--module-name", "it goes with --to, and names the module that is made");
+    }
+    fs::path folder = absolute_path(options.folder);
+    bool is_new = path_kind(absolute_path(options.file)) == PathKind::nothing;
+    if (is_new) {
+        ImportPlan plan = make_plan(options, folder, nullptr);
+        if (!options.dry_run) import_into_new(options, plan);
+        tell(options, plan);
+        return EXIT_DONE;
+    }
+    Dictionary dictionary(options.file, options.dry_run ? DICT_READ_ONLY : DICT_EXCLUSIVE);
+    ImportPlan plan = make_plan(options, folder, &dictionary);
+    if (!options.dry_run) import_into_old(dictionary, plan);
+    tell(options, plan);
+    return EXIT_DONE;
+}
+
+void declare_import(CLI::App &app, Work &chosen)
+{
+    auto options = std::make_shared<ImportOptions>();
+    CLI::App *command = declare(app, "import", "Bring an export folder, or the files of any folder, into a dictionary.",
+                                "  zuk import orders/ orders.dic\n"
+                                "  zuk import /usr/share/doc/bash docs.dic --to 2/200/1 --module-name Manuals");
+    command->add_option("DIR", options->folder, "the folder")->required();
+    command->add_option("FILE", options->file, "the dictionary; made if it is missing")->required();
+    command->add_option("--to", options->to, "take every file below DIR as a resource of KIND/MODULE/TYPE");
+    command->add_option("--module-name", options->module_name,
+                        "with --to, the name of the module if it is made; else that of the folder");
+    command->add_flag("-f,--force", options->force, "replace resources that are there already");
+    command->add_flag("-n,--dry-run", options->dry_run, "only tell what would be done");
+    command->add_flag("--json", options->json, "tell it as JSON");
+    command->callback([options, &chosen] { chosen = [options] { return run_import(*options); }; });
+}
+
+} // namespace zuk::tool
