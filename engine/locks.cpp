@@ -136,8 +136,8 @@ bool write_lock_needed(const DictFile *file)
 
 static bool take_writer_range(DictFile *file)
 {
-    // KEPT: one would expect a reader of its own to make way. The range covers the byte that this very file may hold for
-    // reading, the platform refuses the overlap, and all attempts are made in vain.
+    // KEPT: one would expect a reader of its own to make way. The range covers the byte that this very file may hold
+    // for reading, the platform refuses the overlap, and all attempts are made in vain.
     // Test: write_lock.fails_over_its_own_read_lock
     for (i32 retries = 0;; retries++) {
         if (file_lock(file->file, READER_BASE + 1, READER_COUNT)) return true;
@@ -175,8 +175,8 @@ u16 write_unlock(DictFile *file)
     (void)header_write(file->file, &file->header);  // nobody is told, and the lock has to go all the same
     (void)file_flush(file->file);                   // only checks the handle
 
-    // KEPT: one would expect the lock to be free afterwards. Where the file was closed and opened since, the range is not
-    // held any more: the unlock fails, `lock_state` stays at the writer through close and reopen, and this DictFile
+    // KEPT: one would expect the lock to be free afterwards. Where the file was closed and opened since, the range is
+    // not held any more: the unlock fails, `lock_state` stays at the writer through close and reopen, and this DictFile
     // takes no lock and sees no change again. Test: write_unlock.leaves_the_state_when_the_range_was_lost
     u16 unlocked = (u16)file_unlock(file->file, READER_BASE + 1, READER_COUNT);
     if (unlocked) file->lock_state = LOCK_NONE;

@@ -1,9 +1,9 @@
 // Sharing a dictionary file between workstations: byte-range locks beyond its end, and `change_count` in its header.
 //
-// Only a file opened in mode 0 takes part; in any other mode these operations do nothing and report success. Each engine
-// operation takes a lock for its own length, and whoever takes one first loads again what another workstation has
-// changed. The gate is held only while a lock is taken, but for the whole time that a writer waits: no new reader can
-// overtake it.
+// Only a file opened in mode 0 takes part; in any other mode these operations do nothing and report success. Each
+// engine operation takes a lock for its own length, and whoever takes one first loads again what another workstation
+// has changed. The gate is held only while a lock is taken, but for the whole time that a writer waits: no new reader
+// can overtake it.
 //
 //   999,999,998                      gate
 //   999,999,999                      spare byte, for callers

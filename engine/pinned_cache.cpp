@@ -73,7 +73,7 @@ DictStatus cache_pin(i16 series, i32 kind, u32 module, u16 type, u32 is_name)
     if (status) return status;
 
     i32 number = (i32)(module + (u32)series * 16);
-    u32 block = is_name ? type_name_block(file, kind, number, (i16)type) : type_body_block(file, kind, number, (i16)type);
+    u32 block = (is_name ? type_name_block : type_body_block)(file, kind, number, (i16)type);
     if (!block) return DICT_NOT_FOUND;
     BlockEntry entry;
     status = block_read_typed(file, block, is_name ? BLOCK_NAMES : BLOCK_BODIES, &entry);

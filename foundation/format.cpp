@@ -78,11 +78,8 @@ static void read_flags(const char **format, Conversion *spec)
 {
     for (;; (*format)++) {
         switch (**format) {
-        case ' ': spec->blank = !spec->plus; break;
-        case '+':
-            spec->plus = true;
-            spec->blank = false;
-            break;
+        case ' ': spec->blank = true; break;  // `put_signed` prefers the plus
+        case '+': spec->plus = true; break;
         case '-':
             spec->left = true;
             spec->zero = false;
@@ -357,7 +354,7 @@ static void scan_text(const u8 *at, const char *format, va_list args)
     while (*format) {
         if (is_space((u8)*format)) {
             at = skip_space(at);
-            format = (const char *)skip_space((const u8 *)format);
+            format++;
             continue;
         }
         if (*format != '%') {

@@ -87,16 +87,17 @@ static const char *type_word(u16 type)
 static const BlockEntry *claim(Walk *walk, u32 block, u16 type, const std::string &what)
 {
     if (block == 0 || block > walk->entries.size()) {
-        add_trouble(walk, "the " + what + " are said to stand in block " + std::to_string(block) + ", which does not exist");
+        add_trouble(walk, what + ": said to stand in block " + std::to_string(block) + ", which does not exist");
         return nullptr;
     }
     const BlockEntry *entry = &walk->entries[block - 1];
     std::string &holder = walk->holds[block];
-    if (!holder.empty()) add_trouble(walk, "block " + std::to_string(block) + " has two uses: " + holder + " and " + what);
+    if (!holder.empty()) {
+        add_trouble(walk, "block " + std::to_string(block) + " has two uses: " + holder + " and " + what);
+    }
     holder = what;
     if (le_get(entry->type) == type) return entry;
-    add_trouble(walk, "block " + std::to_string(block) + ", for the " + what + ", is marked as " +
-                          type_word(le_get(entry->type)));
+    add_trouble(walk, what + ": block " + std::to_string(block) + " is marked as " + type_word(le_get(entry->type)));
     return nullptr;
 }
 
@@ -153,8 +154,8 @@ static void read_entries(Walk *walk)
     std::string bytes = walk->file.read(le_get(header.table_offset), wanted * (i64)sizeof(BlockEntry));
     i64 whole = (i64)(bytes.size() / sizeof(BlockEntry));
     if (whole < wanted) {
-        add_trouble(walk, "the header tells " + std::to_string(wanted) + " entries of the block table, and the file holds " +
-                              std::to_string(whole));
+        add_trouble(walk, "the header tells " + std::to_string(wanted) +
+                              " entries of the block table, and the file holds " + std::to_string(whole));
     }
     walk->entries.resize((size_t)whole);
     for (i64 i = 0; i < whole; i++) (void)record_at(bytes, i * (i64)sizeof(BlockEntry), &walk->entries[(size_t)i]);
@@ -204,7 +205,8 @@ static void arrange(Walk *walk, std::vector<MapPiece> pieces)
         if (piece.offset < end && piece.trouble.empty()) piece.trouble = "it overlaps what stands before it";
         end = std::max(end, piece.offset + piece.size);
         if (!piece.trouble.empty()) {
-            add_trouble(walk, (piece.block ? "block " + std::to_string(piece.block) : piece.holds) + ": " + piece.trouble);
+            std::string name = piece.block ? "block " + std::to_string(piece.block) : piece.holds;
+            add_trouble(walk, name + ": " + piece.trouble);
         }
         walk->map->pieces.push_back(piece);
     }

@@ -24,7 +24,8 @@ std::string name_argument(const std::string &text, bool escaped)
     if (!escaped) return text;
     std::string bytes;
     if (!unescape(text, &bytes)) {
-        fail(EXIT_TROUBLE, text, "with --escaped a name is printable ASCII, \\\\ for a backslash and \\xHH for other bytes");
+        fail(EXIT_TROUBLE, text,
+             "with --escaped a name is printable ASCII, \\\\ for a backslash and \\xHH for other bytes");
     }
     return bytes;
 }

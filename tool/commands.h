@@ -1,5 +1,5 @@
-// The subcommands: each file of a command declares its arguments to the parser and, when it is the one given, leaves its
-// work in `chosen`. main runs that work; its result is the exit status.
+// The subcommands: each file of a command declares its arguments to the parser and, when it is the one given, leaves
+// its work in `chosen`. main runs that work; its result is the exit status.
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -1,7 +1,7 @@
 // KIND/MODULE/TYPE/ID: where a resource stands, as a person writes it.
 //
-// A command that lists takes fewer levels, and means all below. Numbers are decimal, without leading zeros or signs, but
-// a module number may be negative: it is a signed 32-bit number.
+// A command that lists takes fewer levels, and means all below. Numbers are decimal, without leading zeros or signs,
+// but a module number may be negative: it is a signed 32-bit number.
 #pragma once
 
 #include "zuk/types.h"

@@ -7,6 +7,7 @@
 #include "tool/paths.h"
 
 #include <cstring>
+#include <set>
 
 namespace zuk::tool {
 
@@ -49,7 +50,8 @@ void check_name(const std::string &thing, const std::string &name)
 {
     if (name.empty()) fail_with(DICT_BAD_NAME, thing, "the name is empty");
     if (name.size() <= NAME_MAX_BYTES) return;
-    fail_with(DICT_BAD_NAME, thing, "the name has " + std::to_string(name.size()) + " bytes, and at most 254 can be stored");
+    fail_with(DICT_BAD_NAME, thing,
+              "the name has " + std::to_string(name.size()) + " bytes, and at most 254 can be stored");
 }
 
 // ---- Opening --------------------------------------------------------------------------------------------------------
@@ -99,6 +101,9 @@ void create_dictionary(const std::string &path, bool force)
     if (status == DICT_NO_FILE && stands && path_kind(absolute) != PathKind::nothing) {
         fail(EXIT_LOCKED, path, "it cannot be replaced, as somebody has it open or protects it" + status_note(status));
     }
+    if (status == DICT_NO_FILE && !fs::exists(absolute.parent_path(), ignored)) {
+        fail_with(status, path, "there is no such folder");
+    }
     if (status == DICT_NO_FILE) fail(EXIT_TROUBLE, path, "it cannot be made there" + status_note(status));
     if (status) fail_with(status, path);
 
@@ -110,6 +115,15 @@ void create_dictionary(const std::string &path, bool force)
 }
 
 // ---- Facts ----------------------------------------------------------------------------------------------------------
+
+// One reading of facts. Damaged tables can name the same bytes over and over: more directories, resources or names than
+// the file has room for end it, before they take memory and time.
+struct Reading {
+    const Dictionary &dictionary;
+    i64 file_size;
+    std::set<u32> directories = {};        // their blocks
+    i64 resources = 0, name_bytes = 0;
+};
 
 [[noreturn]] static void fail_damaged(const std::string &thing, const std::string &what, DictStatus status = DICT_OK)
 {
@@ -143,14 +157,15 @@ static std::string read_module_name(const Dictionary &dictionary, i16 index, con
 }
 
 // The used bytes of a type's name block.
-static std::string read_names(const Dictionary &dictionary, u32 name_block, const Coordinates &at)
+static std::string read_names(Reading *reading, u32 name_block, const Coordinates &at)
 {
+    const Dictionary &dictionary = reading->dictionary;
     BlockEntry block;
     DictStatus status = block_read_typed(dictionary.file(), name_block, BLOCK_NAMES, &block);
     if (status) fail_damaged(dictionary.thing(at), "the block of the names is wrong", status);
     i64 used = (i64)le_get(block.size) - le_get(block.free);
-    i32 length = dict_length(dictionary.file());
-    if (used < 0 || le_get(block.offset) + used > length) {
+    reading->name_bytes += used;
+    if (used < 0 || le_get(block.offset) + used > reading->file_size || reading->name_bytes > reading->file_size) {
         fail_damaged(dictionary.thing(at), "the names do not lie inside the file");
     }
     std::string names((size_t)used, 0);
@@ -174,17 +189,22 @@ static ResourceFacts resource_facts(const Dictionary &dictionary, const Resource
 }
 
 // The resources of one type, or the one of them that `wanted` tells.
-static TypeFacts read_type(const Dictionary &dictionary, i16 index, i16 type, const Coordinates &at, i16 wanted)
+static TypeFacts read_type(Reading *reading, i16 index, i16 type, const Coordinates &at, i16 wanted)
 {
+    const Dictionary &dictionary = reading->dictionary;
     u16 entries = 0;
     u32 name_block = 0;
     const ResourceEntry *run = resource_range(dictionary.file(), index, type, &entries, &name_block, nullptr);
     TypeFacts facts = { .type = (u16)type, .resources = {} };
     if (!run || entries == 0) return facts;
 
+    reading->resources += entries;
+    if (reading->resources * (i64)sizeof(ResourceEntry) > reading->file_size) {
+        fail_damaged(dictionary.thing(at), "the file has no room for so many resources");
+    }
     // A copy: reading the names may bring other things into memory.
     std::vector<ResourceEntry> copy(run, run + entries);
-    std::string names = read_names(dictionary, name_block, at);
+    std::string names = read_names(reading, name_block, at);
     i16 last = 0;
     for (const ResourceEntry &entry : copy) {
         i16 id = le_get(entry.id);
@@ -196,9 +216,13 @@ static TypeFacts read_type(const Dictionary &dictionary, i16 index, i16 type, co
     return facts;
 }
 
-static void read_types(const Dictionary &dictionary, i16 index, const Coordinates &at, ModuleFacts *module)
+static void read_types(Reading *reading, i16 index, const Coordinates &at, ModuleFacts *module)
 {
+    const Dictionary &dictionary = reading->dictionary;
     Coordinates place = coordinates_of(module->kind, module->module);
+    if (!reading->directories.insert(module_directory_block(dictionary.file(), index)).second) {
+        fail_damaged(dictionary.thing(place), "the directory of the module is that of another one, too");
+    }
     ModuleDirectory *directory = directory_get(dictionary.file(), index);
     if (!directory) fail_damaged(dictionary.thing(place), "the directory of the module is wrong", DICT_NOT_FOUND);
     std::vector<i16> types;
@@ -210,13 +234,14 @@ static void read_types(const Dictionary &dictionary, i16 index, const Coordinate
     for (i16 type : types) {
         if (at.levels >= 3 && (u16)type != at.type) continue;
         Coordinates below = coordinates_of(module->kind, module->module, (u16)type);
-        module->types.push_back(read_type(dictionary, index, type, below, at.levels == 4 ? at.id : (i16)0));
+        module->types.push_back(read_type(reading, index, type, below, at.levels == 4 ? at.id : (i16)0));
     }
 }
 
 std::vector<ModuleFacts> read_facts(const Dictionary &dictionary, const Coordinates &at)
 {
     std::vector<ModuleFacts> modules;
+    Reading reading = { .dictionary = dictionary, .file_size = dict_length(dictionary.file()) };
     const ModuleEntry *before = nullptr;
     for (i16 index = 0;; index++) {
         const ModuleEntry *entry = module_entry(dictionary.file(), index);
@@ -232,7 +257,7 @@ std::vector<ModuleFacts> read_facts(const Dictionary &dictionary, const Coordina
 
         ModuleFacts module = { .kind = kind, .module = number, .name = {}, .types = {} };
         module.name = read_module_name(dictionary, index, coordinates_of(kind, number));
-        read_types(dictionary, index, at, &module);
+        read_types(&reading, index, at, &module);
         modules.push_back(std::move(module));
     }
 
@@ -295,7 +320,7 @@ void count(Counts *counts, const ModuleFacts &module)
 void refuse_kind_1(const Dictionary &dictionary, const Coordinates &at)
 {
     if (at.kind != 1) return;
-    fail(EXIT_TROUBLE, dictionary.thing(at), "resources of kind 1 belong to series, and are only read by this command");
+    fail(EXIT_TROUBLE, dictionary.thing(at), "resources of kind 1 belong to series, and zuk only reads them");
 }
 
 static i16 index_of(const Dictionary &dictionary, const Coordinates &at)
@@ -403,7 +428,8 @@ void change_resource(const Dictionary &dictionary, const Coordinates &at, const 
 
     StoredName stored(name ? *name : "");
     dictionary.make_current();
-    DictStatus status = dd_change_resource(at.kind, at.module, at.type, at.id, name ? stored.text : nullptr, body.value);
+    DictStatus status =
+        dd_change_resource(at.kind, at.module, at.type, at.id, name ? stored.text : nullptr, body.value);
     if (status == DICT_EXISTS) fail_with(status, thing, words_of_taken_name(dictionary, at, *name));
     if (status) fail_with(status, thing);
     // The library does not tell whether the list of modules took the name.

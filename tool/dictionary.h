@@ -1,9 +1,10 @@
 // A dictionary as the commands see it: opened for their length, listed in facts, changed by coordinates.
 //
-// All of it goes through the library's own operations. What fails throws a Failure that names the file, the place in it,
-// the reason and the library's status. Nothing here prints.
+// All of it goes through the library's own operations. What fails throws a Failure that names the file, the place in
+// it, the reason and the library's status. Nothing here prints.
 //
-// Reading commands open with DICT_READ_ONLY, writing ones with DICT_EXCLUSIVE; several dictionaries can be open at once.
+// Reading commands open with DICT_READ_ONLY, writing ones with DICT_EXCLUSIVE; several dictionaries can be open at
+// once.
 #pragma once
 
 #include "engine/dict_file.h"

@@ -50,8 +50,8 @@ static std::vector<PlannedFile> plan_plain_files(const Dictionary &dictionary, c
         Coordinates at = coordinates_of(type.kind, type.module, type.type, resource.id);
         std::string reason = unsafe_file_name(resource.name);
         if (!reason.empty()) {
-            fail(EXIT_REFUSED, dictionary.thing(at), "its name \"" + escape(resource.name) + "\" is no name of a file: " +
-                                                         reason);
+            fail(EXIT_REFUSED, dictionary.thing(at),
+                 "its name \"" + escape(resource.name) + "\" is no name of a file: " + reason);
         }
         names.push_back(resource.name);
         files.push_back({ .name = resource.name, .text = {}, .body = at });

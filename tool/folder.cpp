@@ -210,7 +210,9 @@ static TypeFacts read_resources(const fs::path &directory, const std::string &sh
     i16 last = 0;
     for (size_t i = 0; i < file.lines.size(); i++) {
         std::vector<std::string> fields = split_tabs(file.lines[i]);
-        if (fields.size() != 4) fail_line(file, i, "it has to hold identifier, flags, body file and name, between tabs");
+        if (fields.size() != 4) {
+            fail_line(file, i, "it has to hold identifier, flags, body file and name, with tabs between them");
+        }
         i64 id = 0;
         if (!parse_number(fields[0], 1, ID_MAX, &id)) fail_line(file, i, "the identifier is a number from 1 to 32767");
         if (id <= last) fail_line(file, i, "the identifiers have to ascend");
@@ -257,7 +259,10 @@ static Tree read_tree(const fs::path &directory, const std::string &shown)
             fail(EXIT_TROUBLE, shown + "/" + entry.name, "it is no part of an export folder");
         }
         bool at_the_top = entry.name.find('/') == std::string::npos;
-        if (at_the_top && entry.name[0] != '.') say("zuk: " + shown + "/" + entry.name + ": left out, as it is no part of an export folder");
+        bool is_hidden = entry.name[0] == '.';
+        if (at_the_top && !is_hidden) {
+            say("zuk: " + shown + "/" + entry.name + ": left out, as it is no part of an export folder");
+        }
     }
     return tree;
 }

@@ -7,7 +7,8 @@
 //   DIR/KIND/MODULE/TYPE/ID.bin           the body
 //
 // docs/export-folder.md tells it whole. The same dictionary always gives the same bytes: numbers are decimal in their
-// only form, lines end in a line feed, resources stand by ascending identifier, and types without resources are left out.
+// only form, lines end in a line feed, resources stand by ascending identifier, and types without resources are left
+// out.
 #pragma once
 
 #include "tool/dictionary.h"

@@ -12,10 +12,10 @@ namespace zuk::tool {
 struct Writing {
     const Dictionary &dictionary;
     const FolderPlan &plan;
-    std::map<std::string, PathKind> standing;   // what stands in the folder, by name
-    std::set<std::string> needed;               // the directories of the planned files
-    std::vector<bool> same;                     // for each planned file, that it stands there as it has to be
-    FolderReport report;
+    std::map<std::string, PathKind> standing = {};  // what stands in the folder, by name
+    std::set<std::string> needed = {};              // the directories of the planned files
+    std::vector<bool> same = {};                    // for each planned file, that it stands there as it has to be
+    FolderReport report = {};
 };
 
 static std::string shown_path(const Writing &writing, const std::string &name)
@@ -131,15 +131,15 @@ static void remove_stale(const Writing &writing)
     for (auto name = names.rbegin(); name != names.rend(); ++name) {
         std::error_code error;
         fs::remove(writing.plan.directory / *name, error);
-        bool is_directory = writing.standing.at(*name) == PathKind::directory;
         // A directory stays when something foreign stands in it.
-        if (error && !is_directory) fail(EXIT_TROUBLE, shown_path(writing, *name), "it cannot be removed: " + error.message());
+        if (!error || writing.standing.at(*name) == PathKind::directory) continue;
+        fail(EXIT_TROUBLE, shown_path(writing, *name), "it cannot be removed: " + error.message());
     }
 }
 
 FolderReport write_folder(const Dictionary &dictionary, const FolderPlan &plan)
 {
-    Writing writing = { .dictionary = dictionary, .plan = plan, .standing = {}, .needed = {}, .same = {}, .report = {} };
+    Writing writing = { .dictionary = dictionary, .plan = plan };
     survey(&writing);
     test_ways(writing);
     compare(&writing);

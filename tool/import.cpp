@@ -1,8 +1,8 @@
 // zuk import: an export folder, or the files of any folder, into a dictionary.
 //
-// The road: read and test the folder; open the dictionary, or know that it is to be made; plan every step; and only when
-// nothing speaks against any of them, do them one by one. The steps stand in the order of the folder, so the same folder
-// always makes the same bytes.
+// The road: read and test the folder; open the dictionary, or know that it is to be made; plan every step; and only
+// when nothing speaks against any of them, do them one by one. The steps stand in the order of the folder, so the same
+// folder always makes the same bytes.
 
 #include "tool/commands.h"
 #include "tool/dictionary.h"

@@ -56,7 +56,8 @@ static void claim_module_name(Planning *planning, const Coordinates &at, const s
     auto [found, is_free] = planning->module_names.insert({ { at.kind, name }, at.module });
     if (!is_free && found->second != at.module) {
         Coordinates other = coordinates_of(at.kind, found->second);
-        fail_with(DICT_EXISTS, thing(*planning, at), "the module " + text_of(other) + " has its name \"" + escape(name) + "\"");
+        fail_with(DICT_EXISTS, thing(*planning, at),
+                  "the module " + text_of(other) + " has its name \"" + escape(name) + "\"");
     }
     if (!old_name.empty() && old_name != name) planning->module_names.erase({ at.kind, old_name });
 }
@@ -212,15 +213,18 @@ static void take_places(const Planning &planning, const Coordinates &type, Place
               "with so many resources the module would need more than 65535 places");
 }
 
-// A list of names above 65,500 bytes is searched by the library with each name cut to 79 bytes: a name of exactly these
-// 79 then counts as taken. Whether the list of a type can come to that size.
-static bool list_is_long(const ImportRequest &request, const Coordinates &type, const std::vector<ImportStep> &additions)
+using Steps = std::vector<ImportStep>;
+
+// A list of names above 65,500 bytes is searched by the library with each name cut to 79 bytes: a name of exactly
+// these 79 then counts as taken. Whether the list of a type can come to that size.
+static bool list_is_long(const ImportRequest &request, const Coordinates &type, const Steps &additions)
 {
     i64 size = 0;
     if (request.dictionary) {
         u32 block = type_name_block(request.dictionary->file(), type.kind, type.module, (i16)type.type);
         BlockEntry entry;
-        if (block && !block_read_typed(request.dictionary->file(), block, BLOCK_NAMES, &entry)) size = le_get(entry.size);
+        bool found = block && !block_read_typed(request.dictionary->file(), block, BLOCK_NAMES, &entry);
+        if (found) size = le_get(entry.size);
     }
     for (const ImportStep &step : additions) size += (i64)step.name.size() + 1;
     return size + 2 * block_unit(BLOCK_NAMES, (i16)type.type) > CHUNK_MAX;
@@ -236,7 +240,7 @@ static bool begins_longer(const std::set<std::string> &names, const std::string 
 
 // Put the additions of one type into the plan. Names of 79 bytes go ahead of the longer ones that begin with them.
 static void plan_additions(Planning *planning, const Coordinates &type, const std::set<std::string> &old_names,
-                           std::vector<ImportStep> additions)
+                           Steps additions)
 {
     std::set<std::string> new_names;
     for (const ImportStep &step : additions) new_names.insert(step.name);
@@ -302,11 +306,12 @@ static void plan_type(Planning *planning, const Coordinates &at, const TypeFacts
     take_places(*planning, at, places, fresh);
 
     std::set<std::string> names = only_names(standing);
-    std::vector<ImportStep> additions;
+    Steps additions;
     for (const ResourceFacts &resource : type.resources) {
         Coordinates place = coordinates_of(at.kind, at.module, at.type, resource.id);
         if (names.count(resource.name)) {
-            fail_with(DICT_EXISTS, thing(*planning, place), "another resource has its name \"" + escape(resource.name) + "\"");
+            fail_with(DICT_EXISTS, thing(*planning, place),
+                      "another resource has its name \"" + escape(resource.name) + "\"");
         }
         additions.push_back(addition(*planning, place, resource));
     }
@@ -329,7 +334,8 @@ static ImportPlan finish(Planning *planning)
 {
     const ImportRequest &request = planning->request;
     if (planning->conflicts && !request.force) {
-        std::string others = planning->conflicts == 1 ? "" : ", and " + std::to_string(planning->conflicts - 1) + " more";
+        size_t more = planning->conflicts - 1;
+        std::string others = more ? ", and " + std::to_string(more) + " more" : "";
         fail_with(DICT_EXISTS, request.shown_file, planning->conflict + " is there already" + others +
                                                        "; --force replaces what is there");
     }
@@ -349,7 +355,7 @@ ImportPlan plan_export_folder(const ImportRequest &request)
         Coordinates at = coordinates_of(module.kind, module.module);
         if (module.kind == 1) {
             fail(EXIT_TROUBLE, request.shown_folder + "/" + text_of(at),
-                 "resources of kind 1 belong to series, and are only read by this command");
+                 "resources of kind 1 belong to series, and zuk only reads them");
         }
         auto standing = planning.standing.find({ module.kind, module.module });
         if (standing == planning.standing.end()) plan_new_module(&planning, module);
@@ -393,14 +399,18 @@ static u64 body_size_of(const ImportRequest &request, const std::string &name)
     std::error_code error;
     uintmax_t size = fs::file_size(request.folder / name, error);
     if (error) fail(EXIT_TROUBLE, request.shown_folder + "/" + name, "it cannot be read: " + error.message());
-    if (size > INT32_MAX) fail(EXIT_TROUBLE, request.shown_folder + "/" + name, "it is too large: a body has less than 2 GiB");
+    if (size > INT32_MAX) {
+        fail(EXIT_TROUBLE, request.shown_folder + "/" + name, "it is too large: a body has less than 2 GiB");
+    }
     return size;
 }
 
 ImportPlan plan_plain_folder(const ImportRequest &request, const Coordinates &to, const std::string &module_name)
 {
     if (to.levels != 3) fail(EXIT_TROUBLE, text_of(to), "--to needs KIND/MODULE/TYPE");
-    if (to.kind == 1) fail(EXIT_TROUBLE, text_of(to), "resources of kind 1 belong to series, and are only read by this command");
+    if (to.kind == 1) {
+        fail(EXIT_TROUBLE, text_of(to), "resources of kind 1 belong to series, and zuk only reads them");
+    }
     if (type_is_module(to.type)) fail(EXIT_TROUBLE, text_of(to), "types 2 and 23 stand for modules, and hold no files");
 
     std::vector<std::string> files = list_plain_files(request.folder, request.shown_folder);
@@ -412,7 +422,7 @@ ImportPlan plan_plain_folder(const ImportRequest &request, const Coordinates &to
     std::map<std::string, i16> ids;
     for (const auto &[id, name] : standing) ids[name] = id;
     i32 last = standing.empty() ? 0 : standing.rbegin()->first;
-    std::vector<ImportStep> additions;
+    Steps additions;
     for (const std::string &name : files) {
         check_name(request.shown_folder + "/" + name, name);
         u64 size = body_size_of(request, name);

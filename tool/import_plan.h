@@ -35,8 +35,8 @@ struct ImportRequest {
     bool force;
 };
 
-// Modules ascending, in each types ascending, in each identifiers ascending. The resource that stands for a module makes
-// it, ahead of the others in it.
+// Modules ascending, in each types ascending, in each identifiers ascending. The resource that stands for a module
+// makes it, ahead of the others in it.
 ImportPlan plan_export_folder(const ImportRequest &request);
 
 // Each file below the folder as a resource of the type `to`, named by its path, with identifiers above the highest.

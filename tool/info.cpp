@@ -35,7 +35,9 @@ static Space read_space(const Dictionary &dictionary)
     for (u32 index = 0; index < entries; index++) {
         BlockEntry entry;
         DictStatus status = block_read_entry(dictionary.file(), index, &entry);
-        if (status) fail_with(status, dictionary.shown, "entry " + std::to_string(index) + " of the block table is missing");
+        if (status) {
+            fail_with(status, dictionary.shown, "entry " + std::to_string(index) + " of the block table is missing");
+        }
         u32 size = le_get(entry.size);
         u16 type = le_get(entry.type);
         if (type != BLOCK_FREE) {
@@ -76,7 +78,8 @@ static int show_counts(const InfoOptions &options)
                        { "kind3", modules_of_kind[3] } } },
         { "types", counts.types }, { "resources", counts.resources }, { "withBody", counts.bodies },
         { "nameBytes", counts.name_bytes }, { "bodyBytes", counts.body_bytes },
-        { "blocks", { { "count", space.blocks }, { "bytes", space.block_bytes }, { "unusedBytes", space.unused_bytes } } },
+        { "blocks", { { "count", space.blocks }, { "bytes", space.block_bytes },
+                      { "unusedBytes", space.unused_bytes } } },
         { "freePieces", { { "count", space.pieces }, { "bytes", space.piece_bytes },
                           { "largest", space.largest_piece } } },
     };

@@ -137,9 +137,10 @@ static int run_ls(const LsOptions &options)
     std::vector<ModuleFacts> modules = read_facts(dictionary, at);
     Level level = level_of(at, options.recursive);
 
+    if (modules.empty()) say(options.file + ": it holds no modules");
     if (options.json) put_json(json_of(modules, level));
     else if (level == Level::modules) print_modules(modules, at.levels == 0);
-    else if (level == Level::types) print_types(modules[0]);
+    else if (level == Level::types) print_types(modules.front());
     else print_resources(modules);
     return EXIT_DONE;
 }
@@ -147,7 +148,7 @@ static int run_ls(const LsOptions &options)
 void declare_ls(CLI::App &app, Work &chosen)
 {
     auto options = std::make_shared<LsOptions>();
-    CLI::App *command = declare(app, "ls", "List what is in a dictionary: modules, the types of one, the resources of one.",
+    CLI::App *command = declare(app, "ls", "List the modules of a dictionary, the types of one, or the resources.",
                                 "  zuk ls orders.dic\n"
                                 "  zuk ls orders.dic 2/100\n"
                                 "  zuk ls orders.dic 2/100/1\n"

@@ -6,7 +6,7 @@
 
 namespace zuk::tool {
 
-// `path` is absolute, `mode` that of the attempt. The library's status 10 covers several reasons that are told apart here.
+// `path` is absolute, `mode` that of the attempt. The library's status 10 covers several reasons, told apart here.
 [[noreturn]] void fail_open(DictStatus status, const std::string &shown, const fs::path &path, uint16_t mode);
 
 // The status of a failed `file_open`. Ask directly after it.

@@ -38,7 +38,8 @@ static bool to_portable(const std::string &path, std::string *name)
     return path.find_first_of(":\\") == std::string::npos;
 }
 constexpr const char *separators = "/";
-constexpr const char *bare_name_rule = "the file's name has to be of at most 127 characters, without colon and backslash";
+constexpr const char *bare_name_rule =
+    "the file's name has to be of at most 127 characters, without colon and backslash";
 #endif
 
 static bool make_library_name(const std::string &path, LibraryName *name)

@@ -29,7 +29,8 @@ std::string unsafe_file_name(const std::string &name)
     if (name.find('\0') != std::string::npos) return "it holds a NUL";
 #ifdef _WIN32
     for (char character : name) {
-        if ((unsigned char)character < ' ' || strchr("\\:*?\"<>|", character)) return "this system does not allow a character in it";
+        bool is_allowed = (unsigned char)character >= ' ' && !strchr("\\:*?\"<>|", character);
+        if (!is_allowed) return "this system does not allow a character in it";
     }
 #endif
     for (size_t start = 0; start <= name.size();) {

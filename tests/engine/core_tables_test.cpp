@@ -40,7 +40,10 @@ public:
     operator DictFile *() { return &file; }
     DictFile *operator->() { return &file; }
 
-    void attach(i32 type, i32 range, const std::string &bytes) { core_table_attach(&file, type, range, handle_of(bytes)); }
+    void attach(i32 type, i32 range, const std::string &bytes)
+    {
+        core_table_attach(&file, type, range, handle_of(bytes));
+    }
     void attach_new(i32 type, i32 range, i32 capacity) { attach(type, range, new_table(capacity)); }
     void attach_all(i32 type, i32 capacity)
     {

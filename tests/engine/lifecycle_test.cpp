@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -759,12 +760,14 @@ TEST(ds_openfile, loses_every_dictionary_when_the_set_cannot_grow)
 
 TEST(ds_openfile, leaves_no_file_open_and_the_slot_free_whichever_call_fails)
 {
-    Started before;  // the dictionary has been open once, so that nothing is left to be added at the open
-    before.open(10, "a.dic");
-    EXPECT_EQ(dd_add_resource(2, 100, 2, 100, Name("name"), 0), OK);
-    dd_term();
-    std::string bytes = before.dir.content("a.dic");
-
+    std::string bytes;
+    {
+        Started library;  // the dictionary has been open once, so that nothing is left to be added at the open
+        library.open(10, "a.dic");
+        EXPECT_EQ(dd_add_resource(2, 100, 2, 100, Name("name"), 0), OK);
+        EXPECT_EQ(ds_closefile(10), OK);
+        bytes = library.dir.content("a.dic");
+    }
     for (u16 mode : { (u16)DICT_SHARED, (u16)DICT_READ_ONLY, (u16)DICT_EXCLUSIVE }) {
         with_each_failure({ FAULT_ALLOC, FAULT_RESIZE, FAULT_ANY_FILE, FAULT_ANY }, [&](const Fault &fault) {
             clock_virtual_start(0);  // for the waits of a lock that is refused
@@ -782,14 +785,13 @@ TEST(ds_openfile, leaves_no_file_open_and_the_slot_free_whichever_call_fails)
             bool written = std::any_of(log.begin(), log.end(), [](const CallRecord &record) {
                 return record.call == FAULT_WRITE && record.ok;
             });
-            EXPECT_TRUE(written || library.dir.content("a.dic") == bytes);
-
             EXPECT_EQ(words(cookie), status ? "0 0 0" : "1 0 0");
             EXPECT_EQ(slot_find(10), status ? 0 : 1);
             EXPECT_EQ(slot_used_count(), status ? 0 : 1);
             EXPECT_EQ(current_words(), "1 0 0");
             EXPECT_EQ(ds_closefile(10), OK);
             EXPECT_TRUE(library.is_free("a.dic"));
+            EXPECT_TRUE(written || library.dir.content("a.dic") == bytes);
             if (written) return met;  // which only the adding of tables does, and it can fail half-way
             EXPECT_EQ(ds_openfile(10, path, mode, 0, &cookie), OK);
             EXPECT_EQ(dd_numresources(2, 100, 2), 1);
@@ -1051,6 +1053,8 @@ void use_current()
 
 DictStatus open_and_use(Started &library, const std::string &bytes)
 {
+    NothingLeft nothing_left;
+    std::filesystem::remove(library.dir.path("a.dic"));  // many systems send a file to the disk when it is written again
     Name path = library.dir.put("a.dic", bytes);
     DictStatus status = ds_openfile(10, path, DICT_EXCLUSIVE, 0, nullptr);
     use_current();
@@ -1083,15 +1087,15 @@ TEST(damaged_dictionary, cut_short_gives_a_status_or_works)
 
 TEST(damaged_dictionary, with_a_changed_byte_in_header_block_entries_or_module_table_gives_a_status_or_works)
 {
-    Started library;
     std::string sound = dictionary_with_two_modules();
-    EXPECT_EQ(dd_init(), 1);
+    Started library;
     size_t modules_at = u32_at(sound, 28);
     for (size_t i = 0; i < 26 + 42 + 8 + 48; i++) {
         size_t offset = i < 68 ? i : modules_at + i - 68;
         for (i32 value : { 0, 0xFF, 0x7F }) {
             std::string bytes = sound;
             bytes[offset] = (char)value;
+            SCOPED_TRACE("byte " + std::to_string(offset) + " is " + std::to_string(value));
             if (bytes != sound) (void)open_and_use(library, bytes);
         }
     }

@@ -2097,7 +2097,7 @@ TEST(module_register, leaves_the_old_or_the_new_state_whichever_call_fails)
     std::string sound;
     {
         AfterACrash opened(two_modules());
-        EXPECT_EQ(new_directory(opened, 15), 10u);
+        EXPECT_EQ(new_directory(opened, 15), 12u);
         (void)dict_file_close(opened);
         sound = opened.dir.content("crash.dic");
     }
@@ -2105,7 +2105,7 @@ TEST(module_register, leaves_the_old_or_the_new_state_whichever_call_fails)
     const std::string after = "2/10 First (body 1), 2/15 Third, 3/20 Second (body 2)";
     const std::string unflushed = "2/10 First (body 1), 2/15 <status 3>, 3/20 Second (body 2)";
     std::set<Outcome> outcomes = outcomes_of(sound, [](DictFile *file) {
-        return module_register(file, 2, 15, 10, Name("Third"));
+        return module_register(file, 2, 15, 12, Name("Third"));
     });
     EXPECT_EQ(outcomes, (std::set<Outcome>{
                             { false, before, before, before },
@@ -2122,7 +2122,7 @@ TEST(module_register, keeps_50_modules_whichever_call_fails_when_table_and_list_
     {
         BareDictionary bare;
         make_many(bare, 1, 49);
-        make(bare, 2, 50, std::string(222, 'x'));       // the list is full with it
+        make(bare, 2, 50, std::string(226, 'x'));       // the list is full with it
         EXPECT_EQ(row(entry_of(bare, 2)), "3: 4418 512 0");
         EXPECT_EQ(new_directory(bare, 51), 54u);
         bare.close();
@@ -2130,7 +2130,15 @@ TEST(module_register, keeps_50_modules_whichever_call_fails_when_table_and_list_
     }
     std::set<Outcome> outcomes = outcomes_of(
         sound, [](DictFile *file) { return module_register(file, 2, 51, 54, Name("Mod51")); }, counts);
-    for (const Outcome &o : outcomes) printf("%d %s | %s | %s\n", o.ok, o.other.c_str(), o.memory.c_str(), o.closed.c_str());
+    EXPECT_EQ(outcomes, (std::set<Outcome>{
+                            { false, "50 50 50", "50 50 50", "50 50 50" },
+                            { false, "50 50 50", "lost", "50 50 50" },
+                            { true, "51 51 51", "51 51 51", "51 51 51" },   // block 1 has moved, and so the table is flushed
+                            { false, "51 51 51", "51 51 51", "51 51 51" },  // the directory could not be read
+                            { true, "50 50 50", "51 51 51", "51 51 51" },   // the flush failed
+                            { true, "50 50 50", "51 51 51", "50 50 50" },   // block 1 was not written, or could not move
+                            { false, "50 50 50", "51 51 51", "50 50 50" },
+                        }));
 }
 
 TEST(module_unregister, leaves_the_old_or_the_new_state_whichever_call_fails)
@@ -2157,8 +2165,8 @@ TEST(module_rename, leaves_the_old_or_the_new_state_whichever_call_fails)
         return module_rename(file, 2, 10, Name("Renamed"));
     });
     // The tail of the list moves by 2, then comes the name, then the table; the list's new length waits for the close.
-    const std::string moved = "2/10 First (body 1), 3/20 SSeco (body 2)";
-    const std::string named = "2/10 Renam (body 1), 3/20 dSeco (body 2)";
+    const std::string moved = "2/10 First (body 1), 3/20 S\x06Seco (body 2)";
+    const std::string named = "2/10 Renam (body 1), 3/20 d\x06Seco (body 2)";
     EXPECT_EQ(outcomes, (std::set<Outcome>{
                             { false, before, before, before },
                             { true, "2/10 Renamed (body 1), 3/20 <status 3> (body 2)", after, after },
@@ -2179,14 +2187,27 @@ TEST(module_rename, keeps_the_names_whichever_call_fails_when_the_list_grows)
         bare.close();
         sound = bare.bytes();
     }
+    // Names by their first characters, and what is the length byte of a long name as "#".
     Summary names = [](DictFile *file) {
         std::string text;
-        for (i16 i = 0; module_entry(file, i); i++) text += name_at(file, i).substr(0, 8) + " ";
+        for (i16 i = 0; module_entry(file, i); i++) {
+            for (char c : name_at(file, i).substr(0, i == 0 ? 8 : 3)) text += (u8)c > 0x7F ? '#' : c;
+            text += ' ';
+        }
         return text;
     };
     std::set<Outcome> outcomes =
         outcomes_of(sound, [](DictFile *file) { return module_rename(file, 2, 10, Name("Renamed")); }, names);
-    for (const Outcome &o : outcomes) printf("%d %s | %s | %s\n", o.ok, o.other.c_str(), o.memory.c_str(), o.closed.c_str());
+    const std::string before = "First xxx xxx ";
+    const std::string after = "Renamed xxx xxx ";
+    EXPECT_EQ(outcomes, (std::set<Outcome>{
+                            { false, before, before, before },
+                            { false, before, "lost", before },
+                            { true, "Renamed xxx <st ", after, after },                  // the last name is 2 bytes longer
+                            { true, "First xxx <st ", after, after },                    // the flush of the move failed
+                            { false, "First x#x x#x ", "First x#x x#x ", "First x#x x#x " },  // the tail has moved by 2
+                            { false, "Renam d#x x#x ", after, "Renam d#x x#x " },        // the table was not written
+                        }));
 }
 
 } // namespace zuk

@@ -396,6 +396,25 @@ TEST(cache_pin, takes_the_file_that_a_read_selects)
     ASSERT_EQ(ds_setcurdict(&library.cookie), (DictStatus)DICT_OK);
 }
 
+// A read of an identifier below 20000 would go to the main dictionary here.
+TEST(cache_pin, is_not_redirected_to_the_main_dictionary)
+{
+    PinLibrary library;
+    Name second = library.dir.name("b.dic");
+    ASSERT_EQ(ds_createfile(2, second), (DictStatus)DICT_OK);
+    DictCookie cookie;
+    ASSERT_EQ(ds_openfile(2, second, DICT_EXCLUSIVE, 0, &cookie), (DictStatus)DICT_OK);
+    library.add_module(2, 102, "third");
+    ASSERT_EQ(library.add(2, 102, 20, 1, "one", "body of one"), (DictStatus)DICT_OK);
+    dict_set->redirect_to_main = 1;
+    dict_set->main_slot = (u16)library.cookie.slot;
+    EXPECT_EQ(dict_select_file(2, 20, 1), library.file());
+    EXPECT_EQ(cache_pin(0, 2, 102, 20, 0), (DictStatus)DICT_OK);
+    ASSERT_EQ(cache_count(), 1);
+    EXPECT_EQ(cache_at(0)->file, dict_file_by_cookie(&cookie, 0)->file);
+    EXPECT_EQ(cache_release(0, 2, 102, 20, 0), 1);
+}
+
 TEST(cache_pin, needs_a_started_library_and_an_open_file)
 {
     EXPECT_EQ(pin_bodies(), (DictStatus)DICT_NOT_STARTED);

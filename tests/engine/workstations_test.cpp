@@ -1,5 +1,5 @@
-// Two and three workstations, each a process of its own, on one dictionary: this program and tests/processes/workstation.
-// No wait takes time in any of them.
+// Two and three workstations, each a process of its own, on one dictionary: this program, and others of
+// tests/processes/workstation.cpp. No wait takes time in any of them.
 #include "engine/cookies.h"
 #include "engine/locks.h"
 #include "files/file.h"
@@ -216,9 +216,9 @@ private:
 
 // ---- What they work on ----------------------------------------------------------------------------------------------
 
-// A library with two modules of kind 2, and resources 1 and 2 of type 1 in the second. It is made in mode 32768, and each
-// block has room for a small resource more, so that nothing extends the file and gives up the lock; then it is opened in
-// mode 0.
+// A library with two modules of kind 2, and resources 1 and 2 of type 1 in the second. It is made in mode 32768, and
+// each block has room for a small resource more, so that nothing extends the file and gives up the lock; then it is
+// opened in mode 0.
 class Shared : public Library {
 public:
     Shared()
@@ -526,8 +526,8 @@ TEST(workstations, share_a_file_by_their_modes)
             Workstation there;
             EXPECT_EQ(there.open(here.path, first), OK);
             DictStatus status = ds_openfile(1, here.path, second, 0, &here.cookie);
-            EXPECT_EQ(status, together ? (DictStatus)DICT_OK : (DictStatus)DICT_ACCESS_DENIED) << first << ' ' << second;
-            if (!status) EXPECT_EQ(here.body(2, 101, 1, 1), "body-of-one");
+            EXPECT_EQ(status, (DictStatus)(together ? DICT_OK : DICT_ACCESS_DENIED)) << first << ' ' << second;
+            EXPECT_EQ(here.body(2, 101, 1, 1), together ? "body-of-one" : "<status 7>");
             EXPECT_EQ(there.ask("read 2 101 1 1"), "0 body-of-one");
             (void)ds_closefile(1);
             there.quit();

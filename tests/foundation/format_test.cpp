@@ -84,10 +84,9 @@ template <typename... Values> std::string formatted_within(i32 size, const char 
 // Scan a source of these characters; it has to be the same afterwards, in a buffer without a byte to spare.
 template <typename... Pointers> void scan(const std::string &source, const char *format, Pointers... pointers)
 {
-    std::vector<u8> before(source.size() + 1);
-    before[0] = (u8)source.size();
-    memcpy(before.data() + 1, source.data(), source.size());
-    std::vector<u8> text = before;
+    std::vector<u8> before = { (u8)source.size() };
+    before.insert(before.end(), source.begin(), source.end());
+    std::vector<u8> text(before);
     pstr_scan(text.data(), format, pointers...);
     EXPECT_EQ(text, before) << "source " << source;
 }
@@ -441,6 +440,10 @@ TEST(c_format, has_no_sign_but_for_d)
 TEST(c_format, puts_every_kind_of_number_into_its_width)
 {
     EXPECT_EQ(formatted("%5u", 42), "   42");
+    EXPECT_EQ(formatted("%5u", 9), "    9");       // around the base, where the count of digits changes
+    EXPECT_EQ(formatted("%5u", 10), "   10");
+    EXPECT_EQ(formatted("%5x", 15), "    f");
+    EXPECT_EQ(formatted("%5x", 16), "   10");
     EXPECT_EQ(formatted("%-5u|", 42), "42   |");
     EXPECT_EQ(formatted("%05u", 42), "00042");
     EXPECT_EQ(formatted("%-6.3x|", 42), "02a   |");
@@ -673,6 +676,11 @@ TEST(pstr_scan, leaves_the_variables_behind_a_failure)
     EXPECT_EQ(first, 10);
     EXPECT_EQ(second, 2);
     EXPECT_EQ(third, 3);
+
+    char next = '-';
+    scan("x", "%d%c", &first, &next);
+    scan("x", "%x%c", &first, &next);
+    EXPECT_EQ(next, '-');
 }
 
 TEST(pstr_scan, drops_an_unknown_letter_without_its_pointer)
@@ -699,7 +707,7 @@ TEST(pstr_scan, ends_at_a_percent_sign_without_a_letter)
 TEST(pstr_scan, leaves_the_source_as_it_was)
 {
     // `scan` compares each source; here the bytes behind it as well, and its longest.
-    for (size_t length : { 0, 1, 254, 255 }) {
+    for (size_t length : { 0u, 1u, 254u, 255u }) {
         Text source(std::string(length, '7'));
         Text before = source;
         char word[300];
@@ -752,9 +760,10 @@ TEST(pstr_scan, skips_no_blank_behind_the_sign)
 
 TEST(pstr_scan, takes_no_sign_of_the_settings)
 {
+    u8 before = char_extra_sign;
     char_extra_sign = '~';
     EXPECT_EQ(scanned_short("~7", "%d"), UNTOUCHED);
-    char_extra_sign = 0;
+    char_extra_sign = before;
 }
 
 TEST(pstr_scan, reads_no_more_digits_than_the_width)
@@ -1125,9 +1134,12 @@ TEST(long_to_str, writes_every_value)
 
 TEST(short_to_str, writes_every_value)
 {
-    for (const auto &[value, text] : { std::pair<i32, const char *>(0, "0"), { 32767, "32767" }, { -32768, "-32768" } }) {
+    constexpr struct { i16 value; const char *text; } SHORTS[] = {
+        { 0, "0" }, { -1, "-1" }, { 32767, "32767" }, { -32768, "-32768" },
+    };
+    for (const auto &[value, text] : SHORTS) {
         std::vector<char> dest(strlen(text) + 1);
-        short_to_str(dest.data(), (i16)value);
+        short_to_str(dest.data(), value);
         EXPECT_STREQ(dest.data(), text);
     }
 }
@@ -1185,21 +1197,26 @@ TEST(char_issign, counts_0_as_a_sign_at_the_start)
 
 TEST(char_issign, takes_the_extra_sign_as_it_is_now)
 {
+    u8 before = char_extra_sign;
     char_extra_sign = '~';
     EXPECT_EQ(characters_of(char_issign), "+-~");
-    char_extra_sign = 0;
+    char_extra_sign = before;
 }
 
 TEST(format, does_not_ask_the_locale)
 {
     // A raised 2, a hard blank and a letter of Latin-1, in a locale that knows them where there is one.
-    const char *locale = setlocale(LC_CTYPE, "en_US.ISO-8859-1");
+    std::string before = setlocale(LC_ALL, nullptr);
+    const char *latin = nullptr;
+    for (const char *name : { "de_DE.ISO-8859-1", "en_US.ISO-8859-1", "German_Germany.1252" }) {
+        if (!latin) latin = setlocale(LC_ALL, name);
+    }
     EXPECT_EQ(parsed("\xB2"), Parsed(0, "\xB2"));
     EXPECT_EQ(str_to_long("\xA0" "5"), 0);
     EXPECT_EQ(char_isident(0xE4), 0);
     EXPECT_EQ(scanned_bytes("a\xA0" "b", "%s"), with_terminator("a\xA0" "b"));
-    setlocale(LC_CTYPE, "C");
-    if (!locale) GTEST_SKIP() << "this system has no locale en_US.ISO-8859-1; looked at in the C locale alone";
+    setlocale(LC_ALL, before.c_str());
+    if (!latin) GTEST_SKIP() << "this machine has no locale in which E4 is a letter; checked in its own only";
 }
 
 // ---- The clock ----

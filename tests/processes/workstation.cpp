@@ -1,7 +1,8 @@
 // A workstation: a process of its own that works on a dictionary as it is told, for tests that need a second one.
 //
 // Commands come one a line on standard input, their words separated by blanks; PATH may stand in quotes. Each is
-// answered by one line on standard output, `crash` aside. Waits take no time: the clock stands still but for what is slept, and sleeping returns at once.
+// answered by one line on standard output, `crash` aside. Waits take no time: the clock moves by what is slept, and
+// sleeping returns at once.
 //
 //   create PATH                              a new dictionary; the status
 //   open PATH MODE                           under identifier 1; the status
@@ -15,11 +16,11 @@
 //   name KIND MODULE TYPE ID                 the status and the name
 //   state                                    lock_state and change_count, as they are in memory
 //   hold OFFSET LENGTH                       a byte range, by the open dictionary's own handle; "held" or "refused"
-//   probe PATH OFFSET LENGTH                 by a handle opened for it in mode 0; "free", "held", or "error" and its code
+//   probe PATH OFFSET LENGTH                 by a handle opened for it in mode 0; "free", "held", or "error" and a code
 //   crash                                    the end, with nothing closed or given up
 //   quit                                     the end; "bye"
 //
-// Exit status: 0 after `quit` and at the end of the input, CRASHED after `crash`.
+// Exit status: 0 after `quit` and at the end of the input, WORKSTATION_CRASHED after `crash`.
 #include "engine/dict_set.h"
 #include "engine/locks.h"
 #include "files/file.h"
