@@ -71,7 +71,7 @@ struct Arguments {
     va_list list;
 };
 
-// Every number in the format and every width is 16 bits wide.
+// A width or precision that is an argument has 16 bits, as one that stands in the format.
 static i16 next_short(Arguments *args) { return (i16)va_arg(args->list, int); }
 
 static void read_flags(const char **format, Conversion *spec)
