@@ -34,8 +34,8 @@ DictStatus dict_read_name_at(DictFile *file, u32 pos, PString buffer, u32 max)
 
     memset(buffer, 0, (size_t)count);  // bytes behind the end of the file count as 0
     DictStatus status = dict_read_at(file, pos, buffer, count);
-    // KEPT: one would expect a long name whole. From the file it reads as its first 79 characters, while all of it stays
-    // stored. Test: dict_read_name_at.cuts_to_79_characters
+    // KEPT: one would expect a long name whole. From the file it reads as its first 79 characters, while all of it
+    // stays stored. Test: dict_read_name_at.cuts_to_79_characters
     if (buffer[0] >= count) buffer[0] = (u8)(count - 1);
     return status;
 }

@@ -1,7 +1,7 @@
 // Bytes of a dictionary file by their place in it.
 //
-// The floor beneath the block table: nothing here knows of blocks. Positions are offsets from the start of the file; one
-// with the top bit set gives 12. The caller has the file to itself or holds its lock.
+// The floor beneath the block table: nothing here knows of blocks. Positions are offsets from the start of the file;
+// one with the top bit set gives 12. The caller has the file to itself or holds its lock.
 #pragma once
 
 #include "engine/dict_file.h"

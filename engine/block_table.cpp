@@ -58,6 +58,11 @@ DictStatus block_page_load(DictFile *file, u32 index)
 
     u32 first = index & ~(PAGE_ENTRIES - 1);
     u32 end = entries - first < PAGE_ENTRIES ? entries : first + PAGE_ENTRIES;
+    // A table of billions of entries, from a damaged header, has no more pages than begin in the file.
+    i32 length = dict_length(file);
+    i64 place = le_get(file->header.table_offset) + (i64)first * (i64)sizeof(BlockEntry);
+    if (length >= 0 && place >= length) return DICT_NOT_FOUND;
+
     GHandle handle = galloc(entry_bytes(end - first), nullptr, 1);
     if (!handle) return DICT_NO_MEMORY;
 
@@ -72,8 +77,7 @@ DictStatus block_page_load(DictFile *file, u32 index)
 
     // KEPT: one would expect a failed read to fail the load. Nobody looks at it: the page stays in the cache with
     // entries of zeros, which read as free. Test: block_page_load.keeps_a_page_of_zeros_after_a_failed_read
-    (void)dict_read_at(file, le_get(file->header.table_offset) + (u32)entry_bytes(first), glock(handle),
-                       entry_bytes(end - first));
+    (void)dict_read_at(file, (u32)place, glock(handle), entry_bytes(end - first));
     gunlock(handle);
     return DICT_OK;
 }
@@ -216,8 +220,8 @@ DictStatus block_table_update_self(DictFile *file)
     entry.size = le32((u32)entry_bytes(le_get(file->header.table_entries)));
     entry.free = le32(0);
     (void)block_write_entry(file, own, &entry);
-    // KEPT: one would expect the status of the writes. It is 0 whatever they did, and 1 only when the entry could not be
-    // read. Test: block_table_update_self.gives_0_whatever_the_flush_did
+    // KEPT: one would expect the status of the writes. It is 0 whatever they did, and 1 only when the entry could not
+    // be read. Test: block_table_update_self.gives_0_whatever_the_flush_did
     (void)block_table_flush(file);
     return DICT_OK;
 }
@@ -233,10 +237,10 @@ static DictStatus move_table(DictFile *file, u32 old_offset, u32 old_entries, u3
     GHandle zeros = galloc(entry_bytes(increment), nullptr, 1);
     if (!zeros) {
         // KEPT: one would expect 9. Without memory for the zeros they are not written, and nobody is told. The file is
-        // made as long as they would have made it, or the next new block would come to lie in the table.
+        // only made as long as they would have made it, or the next new block would come to lie in the table.
         // Test: block_table_grow.says_nothing_of_zeros_that_it_could_not_write
-        (void)file_seteof(file->file, (i32)new_entries_at + entry_bytes(increment));
-        return DICT_OK;
+        (void)file_seteof(file->file, (i32)new_entries_at + entry_bytes(increment));  // the error word tells
+        return status_from_file_error();
     }
     status = dict_write_at(file->file, new_entries_at, glock(zeros), entry_bytes(increment));
     gunlock(zeros);
@@ -289,8 +293,8 @@ struct Places {
     u32 fit_index, spare_index;
 };
 
-// KEPT: one would expect a block of the size that was asked for. A rest under 16 bytes is not split off, so that a block
-// can be up to 15 bytes larger. Test: block_allocate.gives_a_piece_whole_when_under_16_bytes_remain
+// KEPT: one would expect a block of the size that was asked for. A rest under 16 bytes is not split off, so that a
+// block can be up to 15 bytes larger. Test: block_allocate.gives_a_piece_whole_when_under_16_bytes_remain
 static bool taken_whole(const Places *places, i32 need)
 {
     return (i64)le_get(places->fit.size) - need < SPLIT_MIN;
@@ -386,8 +390,8 @@ u32 block_allocate(DictFile *file, u16 type, i32 need)
     // crash left it behind the table. Test: block_allocate.believes_a_header_without_free_entries
     if (le_get(file->header.free_entries) != 0 && find_places(file, need, &places)) return 0;
 
-    // KEPT: one would expect the table to grow only when no piece fits, and the piece that it leaves behind to serve the
-    // request. It grows whenever an entry is wanted and none is empty, and the fit is not looked for again.
+    // KEPT: one would expect the table to grow only when no piece fits, and the piece that it leaves behind to serve
+    // the request. It grows whenever an entry is wanted and none is empty, and the fit is not looked for again.
     // Test: block_allocate.grows_the_table_although_a_piece_fits
     // Test: block_allocate.does_not_use_the_old_place_of_the_table_at_once
     bool split = places.has_fit && !taken_whole(&places, need);
@@ -460,8 +464,8 @@ static DictStatus grow_by_moving(DictFile *file, u32 block, BlockEntry *e, u32 n
     BlockEntry n;
     DictStatus status = block_read_entry(file, moved - 1, &n);
     if (status) return status;
-    // KEPT: one would expect the new block to be given back when the bytes cannot be copied. It stays taken, and nothing
-    // reclaims it. Test: block_grow.leaves_the_new_block_taken_when_the_move_fails
+    // KEPT: one would expect the new block to be given back when the bytes cannot be copied. It stays taken, and
+    // nothing reclaims it. Test: block_grow.leaves_the_new_block_taken_when_the_move_fails
     status = block_move_bytes(file, (i32)le_get(e->offset), (i32)le_get(n.offset), (i32)le_get(e->size));
     if (status) return status;
 

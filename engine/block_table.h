@@ -20,7 +20,8 @@ DictStatus block_read_entry(DictFile *file, u32 index, BlockEntry *out);
 // The entry of a block that must be of `type`; 3 if there is no such block. A damaged directory may name any.
 DictStatus block_read_typed(DictFile *file, u32 block, u16 type, BlockEntry *out);
 
-// Store an entry in its page, which is then dirty. The table's own entry also sets `table_offset` and writes the header.
+// Store an entry in its page, which is then dirty. The table's own entry also sets `table_offset` and writes the
+// header.
 DictStatus block_write_entry(DictFile *file, u32 index, const BlockEntry *in);
 
 // A block of `type` with at least `need` bytes, all of them free: the first free piece that is large enough, else new
@@ -33,9 +34,9 @@ u32 block_allocate(DictFile *file, u16 type, i32 need);
 DictStatus block_free(DictFile *file, u32 block);
 
 // Give a block room for `new_size` bytes; its number stays. At the end of the file it grows where it stands and the
-// caller writes `entry`; anywhere else it moves. After a failure the old entry and the old bytes still stand, and a block
-// already taken for the move stays taken. 13 without room; 12 for a block that is not all in the file, and 1 for one with
-// more bytes free than it has, or that would shrink.
+// caller writes `entry`; anywhere else it moves. After a failure the old entry and the old bytes still stand, and a
+// block already taken for the move stays taken. 13 without room; 12 for a block that is not all in the file, and 1 for
+// one with more bytes free than it has, or that would shrink.
 DictStatus block_grow(DictFile *file, u32 block, BlockEntry *entry, u32 new_size);
 
 // Replace `old_len` bytes at `pos` in the used part of a block by `new_len` bytes of `data`, and move what lies behind.
@@ -63,7 +64,7 @@ void block_cache_drop(DictFile *file);         // forget every page, dirty or no
 constexpr u32 PAGE_ENTRIES = 64;
 
 DictStatus block_page_find(DictFile *file, u32 index, BlockPage **page);    // 3 when no page holds it
-DictStatus block_page_load(DictFile *file, u32 index);                      // 3 outside the table, 9 without memory
+DictStatus block_page_load(DictFile *file, u32 index);                      // 3 outside table or file, 9 no memory
 DictStatus block_page_get(DictFile *file, i32 page_no, BlockPage **page);   // 1 outside the table
 bool block_find_empty(DictFile *file, BlockEntry *out, u32 *index);         // the first empty entry
 DictStatus block_table_grow(DictFile *file, u32 wanted);                    // to `wanted` entries, or by 256 for 0

@@ -369,10 +369,17 @@ static std::string words_of_taken_name(const Dictionary &dictionary, const Coord
     return words_of(DICT_EXISTS);
 }
 
+// What a message names: for the resource that stands for a module, the module.
+static std::string thing_of(const Dictionary &dictionary, const Coordinates &at)
+{
+    bool is_own = type_is_module(at.type) && at.id == at.module;
+    return dictionary.thing(is_own ? coordinates_of(at.kind, at.module) : at);
+}
+
 void add_resource(const Dictionary &dictionary, const Coordinates &at, const std::string &name, const Handle &body)
 {
     bool makes_module = type_is_module(at.type);
-    std::string thing = dictionary.thing(makes_module ? coordinates_of(at.kind, at.module) : at);
+    std::string thing = thing_of(dictionary, at);
     refuse_kind_1(dictionary, at);
     check_name(thing, name);
     // Ahead of the library's own test, which for a module comes after its directory was given room.
@@ -417,7 +424,7 @@ void add_bare_module(const Dictionary &dictionary, const Coordinates &at, const 
 
 void change_resource(const Dictionary &dictionary, const Coordinates &at, const std::string *name, const Handle &body)
 {
-    std::string thing = dictionary.thing(at);
+    std::string thing = thing_of(dictionary, at);
     refuse_kind_1(dictionary, at);
     if (!resource_exists(dictionary, at)) fail_missing(dictionary, at);
     if (name && name->size() > NAME_MAX_BYTES) check_name(thing, *name);

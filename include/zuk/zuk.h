@@ -92,7 +92,8 @@ ZUK_API int32_t ds_default_form_cookie(DictCookie *cookie);
  * `n` counts from 1. Types 2 and 23 stand for the modules themselves: their identifiers are module numbers.
  *
  * `status` may be null. It gets 0; 3 for something missing or an `id` or `n` below 1; 21 when the lock could not be
- * had; 7 or 15 without an open dictionary; or what the file gave. Operations without a status give 0 then.
+ * had; 7 or 15 without an open dictionary; or what the file gave. Operations without a status give 0 then. A read by
+ * position or by name asks for the identifier first, and gives 3 whatever kept that from being found.
  *
  * `flags`: 4 leaves the body in its stored form, 16 selects the file as for identifier 20000; other bits count for
  * nothing.

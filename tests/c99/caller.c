@@ -48,6 +48,7 @@ static int same_text(ConstPString string, const char *characters)
 
 /* Kind 2, module 101 (the second of its kind), type 9. */
 enum { KIND = 2, MODULE = 101, TYPE = 9, MODULES = 2 };
+static const char LONG_BODY[] = "a body that is longer than the one before";
 
 static void fill(void)
 {
@@ -95,21 +96,19 @@ static void read_back(void)
 static void change_and_remove(void)
 {
     uint32_t status = 99;
-    GHandle body = body_of("a body that is longer than the one before");
+    GHandle body = body_of(LONG_BODY);
     EXPECT(dd_change_resource(KIND, MODULE, TYPE, 2, text("changed"), body), DICT_OK);
     EXPECT(dd_change_resource(KIND, MODULE, TYPE, 2, NULL, 0), DICT_OK);
     EXPECT(dd_change_resource(KIND, MODULE, TYPE, 2, text("first"), 0), DICT_EXISTS);
     EXPECT(dd_change_resource(KIND, MODULE, TYPE, 3, text("third"), body), DICT_NOT_FOUND);
     gfree(body);
     EXPECT(dd_get_resid(KIND, MODULE, TYPE, text("changed")), 2);
-    EXPECT(same_body(dd_getresourcehndl(KIND, MODULE, TYPE, 2, 0, &status), "a body that is longer than the one before"),
-           1);
+    EXPECT(same_body(dd_getresourcehndl(KIND, MODULE, TYPE, 2, 0, &status), LONG_BODY), 1);
 
     EXPECT(dd_remove_resource(KIND, MODULE, TYPE, 1), DICT_OK);
     EXPECT(dd_remove_resource(KIND, MODULE, TYPE, 1), DICT_NOT_FOUND);
     EXPECT(dd_numresources(KIND, MODULE, TYPE), 1);
-    EXPECT(same_body(dd_getresourcehndl(KIND, MODULE, TYPE, 2, 0, &status), "a body that is longer than the one before"),
-           1);
+    EXPECT(same_body(dd_getresourcehndl(KIND, MODULE, TYPE, 2, 0, &status), LONG_BODY), 1);
     EXPECT(dd_remove_resource(KIND, 0, MODULES, 100), DICT_OK);
     EXPECT(dd_numresources(KIND, 0, MODULES), 1);
 }
@@ -125,8 +124,7 @@ static void open_again(ConstPString path)
     EXPECT(cookie.other_selector, 0);
     EXPECT(ds_default_form_cookie(&cookie), 0);
     EXPECT(ds_setcurdict(&cookie), DICT_OK);
-    EXPECT(same_body(dd_getresourcehndl(KIND, MODULE, TYPE, 2, 0, &status), "a body that is longer than the one before"),
-           1);
+    EXPECT(same_body(dd_getresourcehndl(KIND, MODULE, TYPE, 2, 0, &status), LONG_BODY), 1);
     EXPECT(dd_add_resource(KIND, MODULE, TYPE, 9, text("refused"), 0), DICT_ACCESS_DENIED);
     EXPECT(ds_openfile(2, path, DICT_READ_ONLY, 0, &cookie), DICT_EXISTS);
     EXPECT(ds_closefile(2), DICT_OK);

@@ -6,6 +6,7 @@
 #include "tests/support/faults.h"
 #include "tests/support/temp_dir.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -60,6 +61,14 @@ static std::string pattern(size_t count)
 }
 
 static std::string zeros(size_t count) { return std::string(count, '\0'); }
+
+// Equal bytes; else where they begin to differ, rather than all of them.
+static void expect_bytes(const std::string &bytes, const std::string &expected)
+{
+    EXPECT_EQ(bytes.size(), expected.size());
+    auto first = std::mismatch(bytes.begin(), bytes.end(), expected.begin(), expected.end()).first;
+    EXPECT_TRUE(bytes == expected) << "from byte " << first - bytes.begin() << " on";
+}
 
 static Lines moved() { return call_lines({ FAULT_READ, FAULT_WRITE }); }
 
@@ -382,7 +391,7 @@ TEST(block_move_bytes, takes_65500_bytes_at_a_time)
     calls_reset();
     EXPECT_EQ(block_move_bytes(file, 0, 70000, 65501), DICT_OK);
     EXPECT_EQ(moved(), (Lines{ "read 0+65500", "write 70000+65500", "read 65500+1", "write 135500+1" }));
-    EXPECT_EQ(file.bytes().substr(70000), pattern(65501));
+    expect_bytes(file.bytes().substr(70000), pattern(65501));
 }
 
 TEST(block_move_bytes, into_its_own_source_copies_from_the_end)
@@ -390,7 +399,7 @@ TEST(block_move_bytes, into_its_own_source_copies_from_the_end)
     RawFile file(pattern(65501 + 10));
     EXPECT_EQ(block_move_bytes(file, 0, 10, 65501), DICT_OK);
     EXPECT_EQ(moved(), (Lines{ "read 1+65500", "write 11+65500", "read 0+1", "write 10+1" }));
-    EXPECT_EQ(file.bytes(), after_a_move(pattern(65511), 0, 10, 65501));
+    expect_bytes(file.bytes(), after_a_move(pattern(65511), 0, 10, 65501));
 }
 
 TEST(block_move_bytes, copies_from_the_start_unless_it_would_overwrite_its_source)
@@ -411,7 +420,7 @@ TEST(block_move_bytes, copies_from_the_start_unless_it_would_overwrite_its_sourc
         RawFile file(before);
         EXPECT_EQ(block_move_bytes(file, move.from, move.to, COUNT), DICT_OK);
         EXPECT_EQ(moved()[0], move.first_read) << move.from << " to " << move.to;
-        EXPECT_EQ(file.bytes(), after_a_move(before, (size_t)move.from, (size_t)move.to, COUNT));
+        expect_bytes(file.bytes(), after_a_move(before, (size_t)move.from, (size_t)move.to, COUNT));
     }
 }
 
@@ -469,7 +478,8 @@ TEST(block_move_bytes, ends_at_the_first_failure)
     constexpr i32 COUNT = 65501;
     u32 met = 0;
     for (bool from_then_on : { false, true }) {
-        for (u32 nth = 1;; nth++) {
+        for (u32 nth = 1; nth < 20; nth++) {
+            SCOPED_TRACE(nth);
             RawFile file(pattern(COUNT));
             u32 alive = handles_alive();
             faults_start({ .call = FAULT_ANY_FILE, .nth = nth, .from_then_on = from_then_on,
@@ -484,7 +494,7 @@ TEST(block_move_bytes, ends_at_the_first_failure)
             EXPECT_FALSE(last.ok);
             EXPECT_EQ(status, place ? DICT_BAD_POSITION : DICT_ACCESS_DENIED) << nth;
             EXPECT_EQ(handles_alive(), alive) << nth;
-            EXPECT_EQ(file.bytes().substr(0, COUNT), pattern(COUNT)) << nth;  // it is a copy, not a cut
+            expect_bytes(file.bytes().substr(0, COUNT), pattern(COUNT));  // it is a copy, not a cut
         }
     }
     EXPECT_EQ(met, 18u);
@@ -515,7 +525,7 @@ TEST(block_move_bytes, moves_zeros_where_a_read_falls_short)
     RawFile file(pattern(2 * 65500));
     faults_start({ .call = FAULT_READ, .nth = 2, .cut = 3 });
     EXPECT_EQ(block_move_bytes(file, 0, 2 * 65500, 2 * 65500), DICT_OK);
-    EXPECT_EQ(file.bytes().substr(3 * 65500), pattern(2 * 65500).substr(65500, 3) + zeros(65497));
+    expect_bytes(file.bytes().substr(3 * 65500), pattern(2 * 65500).substr(65500, 3) + zeros(65497));
 }
 
 TEST(block_move_bytes, gives_12_for_more_chunks_than_the_file_has_bytes)
@@ -543,7 +553,7 @@ TEST(block_extend_file, writes_zeros_in_one_piece)
     RawFile file("0123");
     EXPECT_EQ(block_extend_file(file, 4, 100000), DICT_OK);
     EXPECT_EQ(call_lines(), (Lines{ "seek 4", "write 4+100000" }));
-    EXPECT_EQ(file.bytes(), "0123" + zeros(100000));
+    expect_bytes(file.bytes(), "0123" + zeros(100000));
 }
 
 TEST(block_extend_file, writes_where_it_is_told)
@@ -568,7 +578,7 @@ TEST(block_extend_file, goes_on_in_chunks_when_memory_is_short)
     faults_start({ .call = FAULT_ALLOC });
     EXPECT_EQ(block_extend_file(file, 4, 65501), DICT_OK);
     EXPECT_EQ(moved(), (Lines{ "write 4+65500", "write 65504+1" }));
-    EXPECT_EQ(file.bytes(), "0123" + zeros(65501));
+    expect_bytes(file.bytes(), "0123" + zeros(65501));
 }
 
 TEST(block_extend_file, tries_a_small_count_once_more_and_then_halves_it)
@@ -607,7 +617,8 @@ TEST(block_extend_file, ends_at_the_first_failure)
 {
     u32 met = 0;
     for (bool from_then_on : { false, true }) {
-        for (u32 nth = 1;; nth++) {
+        for (u32 nth = 1; nth < 10; nth++) {
+            SCOPED_TRACE(nth);
             RawFile file("0123");
             u32 alive = handles_alive();
             // Two chunks of two calls each: the one allocation that would do it in a piece fails.
@@ -622,7 +633,7 @@ TEST(block_extend_file, ends_at_the_first_failure)
             EXPECT_EQ(status, DICT_NO_ROOM) << nth;
             EXPECT_EQ(call_log().size(), nth);
             EXPECT_EQ(handles_alive(), alive) << nth;
-            EXPECT_EQ(file.bytes(), "0123" + zeros(nth <= 2 ? 0 : 65500)) << nth;
+            expect_bytes(file.bytes(), "0123" + zeros(nth <= 2 ? 0 : 65500));
         }
     }
     EXPECT_EQ(met, 8u);

@@ -32,7 +32,7 @@ constexpr u16 MAIN_ONLY = 20;  // one that file 0 alone holds
 void expect_reads(i32 kind, u16 type, DictStatus status)
 {
     SCOPED_TRACE("kind " + std::to_string(kind) + ", type " + std::to_string(type));
-    const DictStatus by_search = DICT_NOT_FOUND;  // a search tells nothing but that it found nothing, whatever the reason
+    const DictStatus by_search = DICT_NOT_FOUND;  // a search tells only that it found nothing, whatever the reason
     u32 out = 4711;
     EXPECT_EQ(dd_getresourcehndl(kind, 5, type, 1, 0, &out), 0u);
     EXPECT_EQ(out, status);

@@ -312,6 +312,19 @@ TEST(core_table_borrow, stores_the_pointer_without_a_handle)
     EXPECT_EQ(tables->core_tables[1].tables[2], &lent);
 }
 
+TEST(core_table_borrow, forgets_a_table_of_its_own)
+{
+    Tables tables;
+    tables.attach_new(1, 0, 20);
+    GHandle own = tables->core_tables[1].handles[0];
+    CoreTable lent = {};
+    core_table_borrow(tables, 1, 0, &lent);
+    EXPECT_EQ(tables->core_tables[1].handles[0], 0u);
+    EXPECT_EQ(tables->core_tables[1].tables[0], &lent);
+    EXPECT_EQ(bytes_of(own), new_table(20));   // the caller's to free
+    gfree(own);
+}
+
 // Nobody follows the pointer: a file that is in no slot has no file 0 to ask.
 TEST(core_table_borrow, from_nobody_reads_as_absent)
 {
@@ -448,6 +461,15 @@ TEST(core_table_grow, loses_the_table_when_memory_is_short)
     EXPECT_EQ(dd_get_owner(tables, 7, 1), -1);
     EXPECT_EQ(core_used_count(tables, 7), 0);
     EXPECT_EQ(core_table_grow(tables, 0, 7, 6), (DictStatus)DICT_NO_MEMORY);
+}
+
+// A table of 2 GB is more than a handle can hold. It stays detached as after any failure, and is freed with the rest.
+TEST(core_table_grow, gives_9_for_a_size_above_31_bits)
+{
+    Tables tables;
+    tables.attach_new(7, 0, 5);
+    EXPECT_EQ(core_table_grow(tables, 0, 7, 0x7FFFFFFF), (DictStatus)DICT_NO_MEMORY);
+    EXPECT_EQ(core_table_at(tables, 7, 0), nullptr);
 }
 
 // ---- Owners ---------------------------------------------------------------------------------------------------------
@@ -591,6 +613,8 @@ TEST(core_used_count, takes_the_counters_as_16_bits)
     EXPECT_EQ(core_used_count(tables, 1), 7);
     tables.attach(1, 2, table_bytes(20, 20 - 32767, std::string(22, (char)CORE_FREE)));
     EXPECT_EQ(core_used_count(tables, 1), (i16)(7 + 32767));
+    tables.attach(2, 0, table_bytes(20, 25, std::string(22, (char)CORE_FREE)));
+    EXPECT_EQ(core_used_count(tables, 2), -5);
 }
 
 TEST(core_used_count, of_a_fresh_dictionary_is_0_for_all_types)

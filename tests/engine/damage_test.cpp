@@ -12,6 +12,7 @@
 #include <vector>
 
 namespace zuk {
+namespace {
 
 // ---- What is asked of memory ----------------------------------------------------------------------------------------
 
@@ -175,8 +176,8 @@ public:
             if (!dict.status) read_all();
         }
         EXPECT_LE(MemoryWatch::largest, MemoryWatch::limit) << "more memory than the file justifies";
-        EXPECT_LE(std::filesystem::file_size(dict.dir.path("a.dic")), content.size() + 1000000);
         EXPECT_EQ(dict.stop(), 0u);
+        EXPECT_LE(std::filesystem::file_size(dict.dir.path("a.dic")), content.size() + 1000000);
         dict.start();
         return !status;
     }
@@ -356,4 +357,5 @@ TEST(damage, of_two_fields_at_once_harms_nobody)
     }
 }
 
+} // namespace
 } // namespace zuk

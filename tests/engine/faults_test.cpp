@@ -11,6 +11,7 @@
 #include <vector>
 
 namespace zuk {
+namespace {
 
 // ---- All that stands in a file --------------------------------------------------------------------------------------
 
@@ -491,4 +492,5 @@ TEST(faults_in_dd_remove_resource, of_a_module)
                                    .touched = touched });
 }
 
+} // namespace
 } // namespace zuk

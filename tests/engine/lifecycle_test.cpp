@@ -1054,7 +1054,7 @@ void use_current()
 DictStatus open_and_use(Started &library, const std::string &bytes)
 {
     NothingLeft nothing_left;
-    std::filesystem::remove(library.dir.path("a.dic"));  // many systems send a file to the disk when it is written again
+    std::filesystem::remove(library.dir.path("a.dic"));  // many systems flush a file that is cut and written again
     Name path = library.dir.put("a.dic", bytes);
     DictStatus status = ds_openfile(10, path, DICT_EXCLUSIVE, 0, nullptr);
     use_current();

@@ -3,19 +3,18 @@
 #include "engine/directory.h"
 #include "engine/resources.h"
 #include "foundation/handles.h"
+#include "tests/engine/outcomes.h"
 #include "tests/support/dictionary.h"
 #include "tests/support/faults.h"
 
 #include <climits>
-#include <cstring>
-#include <functional>
 #include <gtest/gtest.h>
-#include <map>
 #include <set>
 #include <string>
 #include <vector>
 
 namespace zuk {
+namespace {
 
 // Where a new file has its first blocks, and where the fourth begins.
 constexpr u32 TABLE_AT = 3610;    // the module table, 808 bytes
@@ -26,39 +25,39 @@ constexpr u32 KIND_3_BYTES = 894;
 
 // ---- Bytes ----------------------------------------------------------------------------------------------------------
 
-static std::string le(i64 value, int bytes)
+std::string le(i64 value, int bytes)
 {
     std::string text;
     for (int i = 0; i < bytes; i++) text += (char)(u8)(value >> 8 * i);
     return text;
 }
 
-static std::string zeros(size_t count) { return std::string(count, '\0'); }
+std::string zeros(size_t count) { return std::string(count, '\0'); }
 
-static std::string entry_bytes(i32 kind, i32 module, u32 directory_block, i32 name_offset, i32 name_size)
+std::string entry_bytes(i32 kind, i32 module, u32 directory_block, i32 name_offset, i32 name_size)
 {
     return le(kind, 2) + le(module, 4) + le(directory_block, 4) + le(name_offset, 4) + le(name_size, 2);
 }
 
-static std::string stored(const std::string &name) { return (char)(u8)name.size() + name; }
+std::string stored(const std::string &name) { return (char)(u8)name.size() + name; }
 
-static std::string part(const std::string &bytes, size_t offset, size_t count)
+std::string part(const std::string &bytes, size_t offset, size_t count)
 {
     return offset < bytes.size() ? bytes.substr(offset, count) : "";
 }
 
-static void patch(std::string *bytes, size_t offset, const std::string &with)
+void patch(std::string *bytes, size_t offset, const std::string &with)
 {
     ASSERT_LE(offset + with.size(), bytes->size());
     bytes->replace(offset, with.size(), with);
 }
 
-static std::string table_bytes(DictFile *file)
+std::string table_bytes(DictFile *file)
 {
     return std::string((const char *)file->module_table, (size_t)gsize(file->module_table_handle));
 }
 
-static std::string row(const BlockEntry &entry)
+std::string row(const BlockEntry &entry)
 {
     return std::to_string(le_get(entry.type)) + ": " + std::to_string(le_get(entry.offset)) + " " +
            std::to_string(le_get(entry.size)) + " " + std::to_string(le_get(entry.free));
@@ -66,19 +65,19 @@ static std::string row(const BlockEntry &entry)
 
 // ---- Modules to start from ------------------------------------------------------------------------------------------
 
-static void make(DictFile *file, i32 kind, i32 module, const std::string &name)
+void make(DictFile *file, i32 kind, i32 module, const std::string &name)
 {
     EXPECT_EQ(module_create(file, kind, module, Name(name)), (DictStatus)DICT_OK) << name;
 }
 
 // Modules "Mod1" to "Mod<count>" of kind 2, numbered from 1.
-static void make_many(DictFile *file, i32 from, i32 to, i32 kind = 2)
+void make_many(DictFile *file, i32 from, i32 to, i32 kind = 2)
 {
     for (i32 i = from; i <= to; i++) make(file, kind, i, "Mod" + std::to_string(i));
 }
 
 // A directory for module 100 of kind 2, to be registered.
-static u32 new_directory(DictFile *file, i32 module = 100)
+u32 new_directory(DictFile *file, i32 module = 100)
 {
     DictStatus status;
     u32 block = directory_new(file, 2, module, &status);
@@ -86,7 +85,7 @@ static u32 new_directory(DictFile *file, i32 module = 100)
     return block;
 }
 
-static std::string name_at(DictFile *file, i16 index)
+std::string name_at(DictFile *file, i16 index)
 {
     Name out("?");
     DictStatus status = module_read_name(file, index, out);
@@ -94,7 +93,7 @@ static std::string name_at(DictFile *file, i16 index)
 }
 
 // "2/100 Mod" for each module, in the order of the table.
-static std::vector<std::string> modules_of(DictFile *file)
+std::vector<std::string> modules_of(DictFile *file)
 {
     std::vector<std::string> lines;
     for (i16 i = 0; const ModuleEntry *entry = module_entry(file, i); i++) {
@@ -106,14 +105,14 @@ static std::vector<std::string> modules_of(DictFile *file)
 
 using Lines = std::vector<std::string>;
 
-static bool is_usable_for_all(DictFile *file, i16 index)
+bool is_usable_for_all(DictFile *file, i16 index)
 {
     const ModuleDirectory *directory = directory_get(file, index);
     return directory && directory_size(directory) <= gsize(directory_get_handle(file, index));
 }
 
 // Every operation that only looks, with the coordinates that tests use and some that nobody has.
-static void look_everywhere(DictFile *file)
+void look_everywhere(DictFile *file)
 {
     for (i32 kind : { 0, 1, 2, 3, 4 }) {
         (void)module_count(file, kind);
@@ -705,11 +704,17 @@ TEST(module_find_by_name, takes_an_offset_outside_the_list_for_no_name)
             EXPECT_EQ(found("one"), 0) << offset;
             EXPECT_EQ(found("two"), 2) << offset;  // the walk goes on
         }
-        // A name that would end behind the block, whose last byte is its length.
-        bare->module_entries[0].name_offset = le_i32(511);
-        EXPECT_EQ(dict_write_at(bare->file, LIST_AT + 511, "\x05", 1), (DictStatus)DICT_OK);
-        EXPECT_EQ(found("one"), 0);
     }
+}
+
+TEST(module_find_by_name, does_not_read_behind_the_list_in_memory)
+{
+    BareDictionary bare;
+    make(bare, 2, 1, "one");
+    // A name whose last byte would stand behind the block: as a 0, which is what a longer read would find there.
+    bare->module_entries[0].name_offset = le_i32(509);
+    EXPECT_EQ(dict_write_at(bare->file, LIST_AT + 509, "\x03" "ab", 3), (DictStatus)DICT_OK);
+    EXPECT_EQ(module_find_by_name(bare, 2, Name(std::string("ab\0", 3))), 0);
 }
 
 TEST(module_find_by_name, reads_at_most_256_bytes_of_a_name_whose_size_is_damaged)
@@ -1433,7 +1438,7 @@ TEST(module_register, moves_the_directories_in_memory_when_the_table_grows)
 }
 
 // A dictionary whose table is as large as its counters can tell: block 1 stands at the end of the file.
-static std::string dictionary_with_counts(i32 used, i32 spare)
+std::string dictionary_with_counts(i32 used, i32 spare)
 {
     BareDictionary bare;
     make(bare, 2, 1, "one");
@@ -1785,6 +1790,7 @@ TEST(module_rename, refuses_a_name_outside_the_used_part)
     } rows[] = {
         { -1, 7, DICT_NOT_FOUND }, { INT_MIN, 7, DICT_NOT_FOUND }, { 4, -1, DICT_NOT_FOUND }, { 4, 257, DICT_NOT_FOUND },
         { 11, 7, DICT_FAILED },    { 4, 14, DICT_FAILED },         { INT_MAX, 7, DICT_FAILED },
+        { 17, 2, DICT_FAILED },  // as large as the new name, so that nothing has to move
     };
     std::string before = file.bare.bytes();
     for (const auto &r : rows) {
@@ -1798,7 +1804,7 @@ TEST(module_rename, refuses_a_name_outside_the_used_part)
 // ---- Damage in the file ---------------------------------------------------------------------------------------------
 
 // Three modules with a resource each, closed: what every damage below starts from.
-static std::string sound_file()
+std::string sound_file()
 {
     BareDictionary bare;
     make(bare, 2, 1, "First");
@@ -1815,7 +1821,7 @@ static std::string sound_file()
 }
 
 // Every operation of this unit on a file that may be damaged; each may give any status.
-static void use_all(DictFile *file)
+void use_all(DictFile *file)
 {
     look_everywhere(file);
     (void)module_create(file, 2, 77, Name("made"));
@@ -1898,6 +1904,22 @@ TEST(damage_to_the_module_table, of_one_field_gives_the_status_of_its_operations
     }
 }
 
+TEST(damage_to_the_module_table, of_the_place_of_the_list_makes_no_file_longer)
+{
+    const std::string sound = sound_file();
+    for (const std::string &place : { le((i64)sound.size() - 511, 4) + le(512, 4),   // one byte behind the file
+                                      le(0x7FFFF000, 4) + le(512, 4), le(LIST_AT, 4) + le(0x7F000000, 4),
+                                      le(0xFFFFFFFF, 4) + le(0xFFFFFFFF, 4) }) {
+        std::string damaged = sound;
+        patch(&damaged, 26 + 14 + 2, place);
+        AfterACrash opened(damaged);
+        EXPECT_EQ(module_register(opened, 2, 5, 4, Name("x")), (DictStatus)DICT_BAD_POSITION);
+        EXPECT_EQ(module_unregister(opened, 2, 1), (DictStatus)DICT_BAD_POSITION);
+        EXPECT_EQ(module_rename(opened, 2, 1, Name("x")), (DictStatus)DICT_BAD_POSITION);
+        EXPECT_EQ(dict_length(opened), (i32)sound.size());
+    }
+}
+
 TEST(damage_to_the_module_table, of_its_order_hides_modules_and_harms_nothing)
 {
     const std::string sound = sound_file();
@@ -1939,7 +1961,7 @@ TEST(damage_to_the_module_table, of_any_byte_harms_nothing)
 // ---- Each call of the platform fails in turn -------------------------------------------------------------------------
 
 // Two modules, each with one resource of type 4, closed.
-static std::string two_modules()
+std::string two_modules()
 {
     BareDictionary bare;
     make(bare, 2, 10, "First");
@@ -1957,7 +1979,7 @@ static std::string two_modules()
     return bare.bytes();
 }
 
-static std::string body_of(DictFile *file, i32 kind, i32 module)
+std::string body_of(DictFile *file, i32 kind, i32 module)
 {
     u32 offset;
     i32 size;
@@ -1969,8 +1991,9 @@ static std::string body_of(DictFile *file, i32 kind, i32 module)
 }
 
 // Modules and bodies in one line: "2/10 First (body 1), 3/20 Second (body 2)".
-static std::string contents(DictFile *file)
+std::string contents(DictFile *file)
 {
+    look_everywhere(file);
     std::string text;
     Lines modules = modules_of(file);
     for (i16 i = 0; i < (i16)modules.size(); i++) {
@@ -1984,8 +2007,9 @@ static std::string contents(DictFile *file)
 }
 
 // How many modules, and of how many the name and the directory can be read.
-static std::string counts(DictFile *file)
+std::string counts(DictFile *file)
 {
+    look_everywhere(file);
     int modules = 0;
     int names = 0;
     int directories = 0;
@@ -1997,82 +2021,6 @@ static std::string counts(DictFile *file)
     return std::to_string(modules) + " " + std::to_string(names) + " " + std::to_string(directories);
 }
 
-// What a failing call has led to: for another process if this one ended now, in memory, and after a close.
-struct Outcome {
-    bool ok;
-    std::string other, memory, closed;
-    auto operator<=>(const Outcome &) const = default;
-};
-
-static void PrintTo(const Outcome &o, std::ostream *out)
-{
-    *out << "\n  { " << (o.ok ? "true" : "false") << ", \"" << o.other << "\", \"" << o.memory << "\", \"" << o.closed
-         << "\" }";
-}
-
-using Operation = std::function<DictStatus(DictFile *)>;
-using Summary = std::function<std::string(DictFile *)>;
-
-// One run of `operation` on the file `sound` with a fault; false when no call was left to fail.
-static bool run_with_fault(const std::string &sound, const Operation &operation, const Summary &summary, Fault fault,
-                           std::set<Outcome> *outcomes)
-{
-    u32 alive = handles_alive();
-    bool met;
-    {
-        AfterACrash opened(sound);
-        EXPECT_EQ(opened.status, (DictStatus)DICT_OK);
-        faults_start(fault);
-        Outcome outcome = {};
-        outcome.ok = operation(opened) == DICT_OK;
-        met = faults_stop();
-        {
-            AfterACrash other(opened.dir.content("crash.dic"));
-            EXPECT_EQ(other.status, (DictStatus)DICT_OK);
-            outcome.other = summary(other);
-        }
-        look_everywhere(opened);
-        outcome.memory = summary(opened);
-        (void)dict_file_close(opened);
-        EXPECT_EQ(dict_file_open(opened, opened.path, DICT_EXCLUSIVE, 0), (DictStatus)DICT_OK);
-        outcome.closed = summary(opened);
-        look_everywhere(opened);
-        outcomes->insert(outcome);
-    }
-    // What cannot be made larger is lost; all else has an owner who frees it.
-    if (fault.call != FAULT_RESIZE) {
-        EXPECT_EQ(handles_alive(), alive) << fault.call << " " << fault.nth;
-    }
-    return met;
-}
-
-// Everything that can come of one call failing, or of all calls from one on. Without memory for a larger page cache, or
-// without the file, nothing can be read in memory, so those runs tell of the file alone.
-static std::set<Outcome> outcomes_of(const std::string &sound, const Operation &operation,
-                                     const Summary &summary = contents)
-{
-    std::set<Outcome> outcomes;
-    for (FaultCall call : { FAULT_ALLOC, FAULT_RESIZE, FAULT_OPEN, FAULT_CLOSE, FAULT_READ, FAULT_WRITE, FAULT_SEEK,
-                            FAULT_TELL, FAULT_SIZE }) {
-        for (bool from_then_on : { false, true }) {
-            bool met = true;
-            for (u32 nth = 1; met && nth < 1000; nth++) {
-                std::set<Outcome> run;
-                met = run_with_fault(sound, operation, summary, { .call = call, .nth = nth, .from_then_on = from_then_on },
-                                     &run);
-                for (Outcome outcome : run) {
-                    bool lost = !outcome.ok && (call == FAULT_RESIZE || call == FAULT_OPEN);
-                    if (lost) outcome.memory = "lost";
-                    outcomes.insert(outcome);
-                }
-            }
-            EXPECT_FALSE(met);
-        }
-    }
-    (void)memory_sweep();
-    return outcomes;
-}
-
 TEST(module_create, leaves_the_old_or_the_new_state_whichever_call_fails)
 {
     const std::string before = "2/10 First (body 1), 3/20 Second (body 2)";
@@ -2081,7 +2029,7 @@ TEST(module_create, leaves_the_old_or_the_new_state_whichever_call_fails)
     const std::string unflushed = "2/10 First (body 1), 2/15 <status 3> no directory, 3/20 Second (body 2)";
     std::set<Outcome> outcomes = outcomes_of(two_modules(), [](DictFile *file) {
         return module_create(file, 2, 15, Name("Third"));
-    });
+    }, contents);
     EXPECT_EQ(outcomes, (std::set<Outcome>{
                             { false, before, before, before },
                             { false, before, "lost", before },
@@ -2106,7 +2054,7 @@ TEST(module_register, leaves_the_old_or_the_new_state_whichever_call_fails)
     const std::string unflushed = "2/10 First (body 1), 2/15 <status 3>, 3/20 Second (body 2)";
     std::set<Outcome> outcomes = outcomes_of(sound, [](DictFile *file) {
         return module_register(file, 2, 15, 12, Name("Third"));
-    });
+    }, contents);
     EXPECT_EQ(outcomes, (std::set<Outcome>{
                             { false, before, before, before },
                             { true, unflushed, after, after },
@@ -2147,7 +2095,7 @@ TEST(module_unregister, leaves_the_old_or_the_new_state_whichever_call_fails)
     const std::string after = "3/20 Second (body 2)";
     std::set<Outcome> outcomes = outcomes_of(two_modules(), [](DictFile *file) {
         return module_unregister(file, 2, 10);
-    });
+    }, contents);
     EXPECT_EQ(outcomes, (std::set<Outcome>{
                             { false, before, before, before },
                             { true, after, after, after },
@@ -2163,7 +2111,7 @@ TEST(module_rename, leaves_the_old_or_the_new_state_whichever_call_fails)
     const std::string after = "2/10 Renamed (body 1), 3/20 Second (body 2)";
     std::set<Outcome> outcomes = outcomes_of(two_modules(), [](DictFile *file) {
         return module_rename(file, 2, 10, Name("Renamed"));
-    });
+    }, contents);
     // The tail of the list moves by 2, then comes the name, then the table; the list's new length waits for the close.
     const std::string moved = "2/10 First (body 1), 3/20 S\x06Seco (body 2)";
     const std::string named = "2/10 Renam (body 1), 3/20 d\x06Seco (body 2)";
@@ -2210,4 +2158,5 @@ TEST(module_rename, keeps_the_names_whichever_call_fails_when_the_list_grows)
                         }));
 }
 
+} // namespace
 } // namespace zuk

@@ -8,6 +8,7 @@
 #include <vector>
 
 namespace zuk {
+namespace {
 
 using Lines = std::vector<std::string>;
 
@@ -1637,4 +1638,5 @@ TEST(dd_local_get_nresname, tells_why_there_is_no_file)
     EXPECT_EQ(out.str(), "before");
 }
 
+} // namespace
 } // namespace zuk

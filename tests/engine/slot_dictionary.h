@@ -36,9 +36,9 @@ public:
     SlotDictionary(const SlotDictionary &) = delete;
     SlotDictionary &operator=(const SlotDictionary &) = delete;
 
-    DictFile *file() { return dict_file_at(SLOT, 0); }
-    operator DictFile *() { return file(); }
-    DictFile *operator->() { return file(); }
+    DictFile *file() const { return dict_file_at(SLOT, 0); }
+    operator DictFile *() const { return file(); }
+    DictFile *operator->() const { return file(); }
 
     void open(u16 mode) { status = dict_file_open(file(), slot_path_at(SLOT, 0), mode, 0); }
     void close() { (void)dict_file_close(file()); }
@@ -48,7 +48,21 @@ public:
         open(mode);
         EXPECT_EQ(status, (DictStatus)DICT_OK);
     }
-    std::string bytes() const { return dir.content("a.dic"); }
+    // All of the file as it is on disk now. While it is open it is read by its own handle, since nobody else may open it
+    // on every target; the engine looks for its place before each read and write.
+    std::string bytes() const
+    {
+        FileHandle handle = file() ? file()->file : 0;
+        if (!handle) return dir.content("a.dic");
+        i32 size = 0;
+        u32 done = 0;
+        EXPECT_EQ(native_files.size(handle, &size), (u32)PLATFORM_OK);
+        std::string content((size_t)size, '\0');
+        EXPECT_EQ(native_files.seek(handle, 0), (u32)PLATFORM_OK);
+        EXPECT_EQ(native_files.read(handle, content.data(), (u32)size, &done), (u32)PLATFORM_OK);
+        EXPECT_EQ(done, (u32)size);
+        return content;
+    }
 
     // A module without any resource.
     void module(i32 kind, i32 number, const std::string &name)

@@ -115,7 +115,7 @@ TEST(statuses, what_is_there_already_gives_2)
     expect_status(2, {
         { "opening an identifier that is open", [](Filled &l) { return ds_openfile(1, l.path, 0, 0, nullptr); } },
         { "creating under it", [](Filled &l) { return ds_createfile(1, l.dir.name("b.dic")); } },
-        { "opening 65535, which is no identifier", [](Filled &l) { return ds_openfile(65535, l.path, 0, 0, nullptr); } },
+        { "opening 65535, no identifier", [](Filled &l) { return ds_openfile(65535, l.path, 0, 0, nullptr); } },
         { "the number of a module", [](Filled &) { return dd_add_resource(2, 101, 2, 101, Name("another"), 0); } },
         { "the name of a module", [](Filled &) { return dd_add_resource(2, 102, 2, 102, Name("one hundred"), 0); } },
         { "the identifier of a resource", [](Filled &l) { return l.add(2, 101, 9, 1, "another", "body"); } },

@@ -8,6 +8,7 @@
 #include <vector>
 
 namespace zuk {
+namespace {
 
 using Lines = std::vector<std::string>;
 
@@ -1263,6 +1264,24 @@ TEST(dd_change_resource, of_a_damaged_place_writes_nothing)
     EXPECT_EQ(dict.bytes(), before);
 }
 
+TEST(dd_change_resource, of_a_block_behind_the_end_of_the_file_gives_12_and_stretches_nothing)
+{
+    Filled dict;
+    u32 size = (u32)dict.bytes().size();
+    for (u32 block : { type_name_block(dict, 2, 100, 1), type_body_block(dict, 2, 100, 1) }) {
+        BlockEntry sound = entry_of(dict, block), entry = sound;
+        entry.offset = le32(0x40000000);
+        EXPECT_EQ(block_write_entry(dict, block - 1, &entry), 0u);
+        GHandle body = handle_of("a larger body of one");
+        EXPECT_EQ(dd_change_resource(2, 100, 1, 1, block == 5 ? Name("number one").text : nullptr, body), 12u);
+        EXPECT_EQ(dd_add_resource(2, 100, 1, 4, Name("four"), body), 12u);
+        gfree(body);
+        EXPECT_EQ(dd_remove_resource(2, 100, 1, 2), 12u);
+        EXPECT_EQ(block_write_entry(dict, block - 1, &sound), 0u);
+    }
+    EXPECT_EQ(dict.bytes().size(), size);
+}
+
 // ---- Removing -------------------------------------------------------------------------------------------------------
 
 TEST(dd_remove_resource, closes_the_gap_in_names_and_bodies)
@@ -1660,4 +1679,5 @@ TEST(core_table_write, writes_to_the_current_dictionary)
     EXPECT_EQ(module_find(other, 1, 10), MODULE_ABSENT);
 }
 
+} // namespace
 } // namespace zuk
