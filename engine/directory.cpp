@@ -175,6 +175,8 @@ static DictStatus grow_directory(DictFile *file, i16 index, u32 block, BlockEntr
     DictStatus status = block_grow(file, block, entry, le_get(entry->size) + (u32)bytes);
     if (status) return status;
     DirectoryPair *pair = &file->directories[index];
+    // A block that was given to another module since may be smaller: the handle must hold all that it counts.
+    if ((i32)le_get(entry->size) < gsize(pair->handle)) return DICT_NOT_FOUND;
     gunlock(pair->handle);
     bool grown = grealloc(&pair->handle, (i32)le_get(entry->size)) != 0;  // a failure leaves a pair of zeros
     directory_attach(file, index, pair->handle);
@@ -187,7 +189,7 @@ DictStatus directory_extend(DictFile *file, i16 index, i32 bytes)
     if (!block || !directory_get(file, index)) return DICT_NOT_FOUND;
 
     BlockEntry entry;
-    DictStatus status = block_read_entry(file, block - 1, &entry);
+    DictStatus status = block_read_typed(file, block, BLOCK_DIRECTORY, &entry);
     if (status) return status;
     if (le_get(entry.free) < (u32)bytes) status = grow_directory(file, index, block, &entry, bytes);
 
@@ -689,7 +691,7 @@ DictStatus module_delete(DictFile *file, i32 kind, i32 module)
     u32 block = module_directory_block(file, index);
     DictStatus status = module_unregister(file, kind, module);
     // KEPT: one would expect the directory of a module that stays in the table to stay too. Its block is freed whatever
-    // came before, and the module can then neither be read nor deleted.
+    // came before, and the module then has no directory of its own.
     // Test: module_delete.frees_the_directory_although_the_module_stays
     (void)block_free(file, block);  // the status is that of the table
     return status;

@@ -105,12 +105,11 @@ i32 module_at(const DictFile *file, i32 kind, i32 position)
 
 i16 module_position(const DictFile *file, i32 kind, i32 module)
 {
-    i32 first_module = module_at(file, kind, 1);
-    if (first_module == 0) return 0;
+    if (module == 0 || module_count(file, kind) == 0) return 0;  // the number 0 reads as none, as from `module_at`
 
     // KEPT: one would expect positions in every kind. An index of 0 is taken for not found, so each module of the kind
     // that begins the table has position 0. Test: module_position.is_0_for_the_kind_that_begins_the_table
-    i16 first = module_find(file, kind, first_module);
+    i16 first = module_find(file, kind, module_at(file, kind, 1));
     i16 index = module_find(file, kind, module);
     if (first == 0 || index == 0) return 0;
 

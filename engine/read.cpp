@@ -53,11 +53,12 @@ DictStatus type_block_read(DictFile *file, u32 block, BlockType type, BlockEntry
     return block_read_typed(file, block, type, out);
 }
 
-// The bytes from `offset` on lie in the used part of a block.
+// The bytes from `offset` on lie in a block. Its used part does not count: a stop between the writing of the directory
+// and that of the block table leaves whole bodies behind it.
 static bool lies_inside(const BlockEntry *block, i32 offset, i32 size)
 {
-    i64 used = (i64)le_get(block->size) - le_get(block->free);
-    return offset >= 0 && size >= 0 && (i64)offset + size <= used;
+    if (le_get(block->free) > le_get(block->size)) return false;
+    return offset >= 0 && size >= 0 && (i64)offset + size <= (i64)le_get(block->size);
 }
 
 DictStatus resource_locate(DictFile *file, i32 kind, i32 module, u16 type, i16 id, u32 *pos, i32 *len)
@@ -107,13 +108,11 @@ DictStatus resource_fetch(DictFile *file, i32 kind, i32 module, u16 type, u32 po
     return dict_read_at(file, pos, buffer, len);
 }
 
-// A name of `len` stored bytes, from the pinned cache or the file.
+// A name of `len` stored bytes in a type's name block, from the pinned cache or the file.
 static DictStatus name_fetch(DictFile *file, i32 kind, i32 module, u16 type, u32 pos, i32 len, PString out)
 {
     pstrnull(out);
-    // The name of a module stands in the module name list, which is not what the key of a pinned block tells.
-    DictStatus status = DICT_NOT_FOUND;
-    if (!type_is_module(type)) status = cache_read(file, kind, module, type, 1, pos, len, out);
+    DictStatus status = cache_read(file, kind, module, type, 1, pos, len, out);
     if (status == DICT_NOT_FOUND) return dict_read_name_at(file, pos, out, (u32)len);
     if (len > 0 && out[0] >= len) out[0] = (u8)(len - 1);  // only damage makes a name longer than its place
     return status;
@@ -244,6 +243,8 @@ static DictStatus read_name(DictFile *file, i32 kind, i32 module, u16 type, i16 
     i32 len;
     status = name_locate(file, kind, real, type, id, &pos, &len);
     if (status) return status;
+    // The name of a module stands in the module name list, which is not what the key of a pinned block tells.
+    if (type_is_module(type)) return dict_read_name_at(file, pos, out, (u32)len);
     return name_fetch(file, kind, real, type, pos, len, out);
 }
 

@@ -18,7 +18,6 @@ namespace {
 
 // In a new file: the module table, the module name list, and the first directory, with its size by kind.
 constexpr u32 TABLE_AT = 3610;
-constexpr u32 LIST_AT = 4418;
 constexpr u32 NEW_FILE = 4930;
 constexpr i32 KIND_BYTES[] = { 0, 8254, 926, 894 };
 
@@ -1306,6 +1305,19 @@ TEST(resource_add_entry, gives_2_for_an_id_that_exists_and_changes_nothing)
     }
 }
 
+TEST(resource_add_entry, gives_2_for_an_id_that_types_out_of_order_have_hidden)
+{
+    OneModule file;
+    for (i16 type = 31; type <= 36; type++) file.put(type, 9, "nine", "body");
+    // Six types so out of order that 4 is found only when it is there for the second time.
+    const i16 damaged[] = { 0, SMALL, 1, 50, 2, 9 };
+    for (i32 i = 0; i < 6; i++) type_at(file.directory(), i)->type = le_i16(damaged[i]);
+    EXPECT_EQ(type_find(file.directory(), SMALL), -1);
+    EXPECT_EQ(resource_add_entry(file, 2, 100, SMALL, 9, 4, 4), (DictStatus)DICT_EXISTS);
+    EXPECT_EQ(type_find(file.directory(), SMALL), 1);
+    EXPECT_EQ(le_get(type_at(file.directory(), 1)->resource_count), 1);
+}
+
 TEST(resource_add_entry, makes_no_half_entry_when_a_block_cannot_be_read)
 {
     OneModule file;
@@ -2311,6 +2323,25 @@ TEST(damage_to_a_directory, that_two_modules_share_harms_nothing)
     u32 free_entries = le_get(opened->header.free_entries);
     EXPECT_EQ(module_delete(opened, 2, 100), (DictStatus)DICT_OK);
     EXPECT_EQ(le_get(opened->header.free_entries), free_entries + 3);   // each of them once
+}
+
+TEST(damage_to_a_directory, whose_block_was_given_away_harms_nothing)
+{
+    BareDictionary bare;
+    EXPECT_EQ(module_create(bare, 1, 1, Name("large")), (DictStatus)DICT_OK);
+    EXPECT_EQ(module_create(bare, 2, 200, Name("small")), (DictStatus)DICT_OK);
+    EXPECT_EQ(resource_add_entry(bare, 1, 1, 1, 1, 2, 0), (DictStatus)DICT_OK);
+    GHandle large = directory_get_handle(bare, 0);
+    i32 size = gsize(large);
+
+    // The large directory is in memory; in the file its number names the block of the small one, at the file's end or not.
+    module_entry(bare, 0)->directory_block = module_entry(bare, 1)->directory_block;
+    BlockEntry entry = entry_of(bare, module_directory_block(bare, 1));
+    entry.free = le32(0);
+    EXPECT_EQ(block_write_entry(bare, module_directory_block(bare, 1) - 1, &entry), (DictStatus)DICT_OK);
+    EXPECT_EQ(directory_extend(bare, 0, 80), (DictStatus)DICT_NOT_FOUND);
+    EXPECT_EQ(gsize(directory_get_handle(bare, 0)), size);    // as large as all that it counts
+    EXPECT_TRUE(resource_entry(bare, 0, 1, 1, nullptr, nullptr) != nullptr);
 }
 
 TEST(damage_to_a_directory, of_any_byte_harms_nothing)

@@ -318,6 +318,16 @@ TEST(module_at, does_not_tell_module_0_from_none)
     EXPECT_EQ(module_find(bare, 3, 0), 1);
 }
 
+TEST(module_position, of_a_neighbour_of_module_0_counts_it)
+{
+    BareDictionary bare;
+    EXPECT_EQ(module_create(bare, 1, 1, Name("in front")), (DictStatus)DICT_OK);
+    EXPECT_EQ(module_create(bare, 2, 0, Name("zero")), (DictStatus)DICT_OK);
+    EXPECT_EQ(module_create(bare, 2, 5, Name("five")), (DictStatus)DICT_OK);
+    EXPECT_EQ(module_position(bare, 2, 5), 2);
+    EXPECT_EQ(module_position(bare, 2, 0), 0);
+}
+
 TEST(module_position, is_0_for_the_kind_that_begins_the_table)
 {
     BareDictionary bare;

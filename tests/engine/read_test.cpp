@@ -304,18 +304,33 @@ TEST(resource_locate, gives_3_for_a_damaged_place)
     type->body_block = le32(bodies);
     EXPECT_EQ(resource_locate(dict, 2, 200, 1, 5, &pos, &len), 0u);
 
-    ResourceEntry *entry = entry_in_memory(dict, 2, 200, 1, 3);    // 13 bytes at 12, at the end of the used part
-    for (i32 offset : { -1, 13, INT_MAX, INT_MIN }) {
+    ResourceEntry *entry = entry_in_memory(dict, 2, 200, 1, 3);    // 13 bytes at 12
+    i32 room = (i32)le_get(entry_of(dict, bodies).size);
+    for (i32 offset : { -1, room - 12, INT_MAX, INT_MIN }) {
         entry->body_offset = le_i32(offset);
         EXPECT_EQ(resource_locate(dict, 2, 200, 1, 3, &pos, &len), 3u) << offset;
     }
     entry->body_offset = le_i32(12);
-    for (i32 size : { -1, 14, INT_MAX, INT_MIN }) {
+    for (i32 size : { -1, room - 11, INT_MAX, INT_MIN }) {
         entry->body_size = le_i32(size);
         EXPECT_EQ(resource_locate(dict, 2, 200, 1, 3, &pos, &len), 3u) << size;
     }
     entry->body_size = le_i32(13);
     EXPECT_EQ(resource_locate(dict, 2, 200, 1, 3, &pos, &len), 0u);
+}
+
+TEST(resource_locate, finds_a_body_behind_the_used_part)
+{
+    // As after a stop between the writing of the directory and that of the block table.
+    Shelf dict;
+    u32 bodies = type_body_block(dict, 2, 200, 1);
+    BlockEntry entry = entry_of(dict, bodies);
+    entry.free = entry.size;
+    EXPECT_EQ(block_write_entry(dict, bodies - 1, &entry), 0u);
+    u32 pos;
+    i32 len;
+    EXPECT_EQ(resource_locate(dict, 2, 200, 1, 3, &pos, &len), 0u);
+    EXPECT_EQ(len, 13);
 }
 
 TEST(resource_locate, gives_3_in_a_block_with_more_free_than_its_size)
@@ -372,9 +387,11 @@ TEST(name_locate, gives_3_when_anything_is_missing_or_damaged)
     type->name_block = le32(names);
     entry_in_memory(dict, 2, 200, 1, 5)->name_offset = le_i32(-1);
     EXPECT_EQ(name_locate(dict, 2, 200, 1, 5, &pos, &len), 3u);
-    entry_in_memory(dict, 2, 200, 1, 5)->name_offset = le_i32(7);    // 5 + 6 bytes are used
+    ResourceEntry *entry = entry_in_memory(dict, 2, 200, 1, 5);
+    i32 last = (i32)le_get(entry_of(dict, names).size) - entry->name_size;    // where the name would end with its block
+    entry->name_offset = le_i32(last + 1);
     EXPECT_EQ(name_locate(dict, 2, 200, 1, 5, &pos, &len), 3u);
-    entry_in_memory(dict, 2, 200, 1, 5)->name_offset = le_i32(6);
+    entry->name_offset = le_i32(last);
     EXPECT_EQ(name_locate(dict, 2, 200, 1, 5, &pos, &len), 0u);
 }
 

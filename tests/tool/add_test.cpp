@@ -105,12 +105,12 @@ TEST_F(zuk_add, says_when_a_long_list_hides_the_difference_of_two_names)
 {
     make_words();
     std::string prefix(79, 'p');
-    for (int i = 0; i < 300; i++) put("in/" + std::string(200, 'n') + std::to_string(i), "");
+    for (int i = 0; i < 330; i++) put("in/" + std::string(200, 'n') + std::to_string(i), "");
     put("in/" + prefix + "longer", "");
     done({ "import", "in", "a.dic", "--to", "2/100/1" });
-    // Identifiers 3 to 302 are the names of n; the one of p comes behind them.
+    // Identifiers 3 to 332 are the names of n; the one of p comes behind them.
     refused_unchanged(5,
-                      "a.dic: 2/100/1/400: the library cannot tell the name from that of 2/100/1/303, which begins "
+                      "a.dic: 2/100/1/400: the library cannot tell the name from that of 2/100/1/333, which begins "
                       "with it (status 2)",
                       { "add", "a.dic", "2/100/1/400", "--name", prefix });
     done({ "add", "a.dic", "2/100/1/400", "--name", prefix.substr(1) });

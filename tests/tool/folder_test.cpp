@@ -29,7 +29,8 @@ TEST(belongs_to_folder, knows_what_an_export_writes)
 TEST(belongs_to_folder, knows_nothing_else)
 {
     for (const char *name : { "README", "4", "02", "2/x", "2/module.txt", "2/100/7.bin", "2/100/1/07.bin",
-                              "2/100/1/0.bin", "2/100/1/32768.bin", "2/100/1/.bin", "2/100/1/7", "2/100/1/7.bin/x", "2/100/65536",
+                              "2/100/1/0.bin", "2/100/1/32768.bin", "2/100/1/.bin", "2/100/1/7",
+                              "2/100/1/7.bin/x", "2/100/65536",
                               "2/100/resources.txt", "dictionary.txt/x" }) {
         EXPECT_FALSE(belongs_to_folder(name, PathKind::file)) << name;
     }

@@ -147,7 +147,10 @@ void ToolTest::make_words()
 void ToolTest::put(const std::string &file, const std::string &content)
 {
     fs::create_directories(dir.path(file).parent_path());
-    (void)dir.put(file, content);
+    std::ofstream out(dir.path(file), std::ios::binary | std::ios::trunc);
+    out << content;
+    out.close();
+    EXPECT_TRUE(out) << "cannot write " << file;
 }
 
 std::map<std::string, std::string> ToolTest::files_below(const std::string &folder)
