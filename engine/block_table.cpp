@@ -306,13 +306,21 @@ static bool found_enough(const Places *places, i32 need)
     return places->has_fit && (places->has_spare || taken_whole(places, need));
 }
 
+// A free piece that damage has put over the header or behind the end of the file.
+static bool is_outside(DictFile *file, const BlockEntry *entry)
+{
+    if (le_get(entry->size) == 0) return false;
+    if (le_get(entry->offset) < sizeof(DictHeader)) return true;
+    return (i64)le_get(entry->offset) + le_get(entry->size) > dict_length(file);
+}
+
 // Take note of an entry if it is of use.
-static void consider(Places *places, const BlockEntry *entry, u32 index, i32 need)
+static void consider(DictFile *file, Places *places, const BlockEntry *entry, u32 index, i32 need)
 {
     if (le_get(entry->type) != BLOCK_FREE) return;
     // KEPT: one would expect a request for nothing to get nothing. Any free entry is large enough for it, an empty one
     // too, which then is a block of size 0. Test: block_allocate.gives_the_first_free_entry_for_0
-    if (!places->has_fit && (i32)le_get(entry->size) >= need) {
+    if (!places->has_fit && (i32)le_get(entry->size) >= need && !is_outside(file, entry)) {
         places->has_fit = true;
         places->fit = *entry;
         places->fit_index = index;
@@ -339,7 +347,7 @@ static DictStatus find_places(DictFile *file, i32 need, Places *places)
         for (u32 index = page->first; index <= page->last && !found_enough(places, need); index++) {
             BlockEntry entry = entries[index - page->first];
             block_entry_from_file(&entry);
-            consider(places, &entry, index, need);
+            consider(file, places, &entry, index, need);
         }
         gunlock(page->handle);
     }

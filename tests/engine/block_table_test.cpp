@@ -1227,7 +1227,7 @@ TEST(block_allocate, writes_neither_header_nor_table)
     calls_reset();
     EXPECT_NE(block_allocate(file, BLOCK_BODIES, 60), 0u);
     EXPECT_NE(block_allocate(file, BLOCK_BODIES, 40), 0u);
-    EXPECT_EQ(call_lines(), Lines{});
+    EXPECT_EQ(call_lines(), (Lines{ "size", "size" }));      // whether the piece lies in the file
     expect_bytes(file.bytes(), before);
     EXPECT_EQ(free_entries(file), 251u);
     EXPECT_EQ(free_entries_on_disk(file), 253u);
@@ -1356,7 +1356,21 @@ TEST(block_allocate, looks_no_further_than_it_has_to)
     FullTable file;
     file.make_free(10, 100);
     EXPECT_EQ(block_allocate(file, BLOCK_BODIES, 90), 10u);  // whole: no empty entry is wanted
-    EXPECT_EQ(call_lines(), Lines{});                        // so that the other three pages are never read
+    EXPECT_EQ(call_lines(), Lines{ "size" });                // so that the other three pages are never read
+}
+
+TEST(block_allocate, gives_no_piece_that_lies_outside_the_file)
+{
+    NewDictionary file;
+    for (u32 offset : { 0u, 4830u, 0x7FFFFF00u, 0xFFFFFF00u }) {
+        BlockEntry piece = entry_with(BLOCK_FREE, offset, 101, 101);
+        EXPECT_EQ(block_write_entry(file, 3, &piece), DICT_OK);
+        u32 block = block_allocate(file, BLOCK_BODIES, 100);
+        EXPECT_EQ(row_of(file, block), "4 4930 100 100") << offset;
+        BlockEntry none = {};
+        EXPECT_EQ(block_write_entry(file, block - 1, &none), DICT_OK);
+        EXPECT_TRUE(file_seteof(file->file, 4930));
+    }
 }
 
 TEST(block_allocate, takes_sizes_as_signed)

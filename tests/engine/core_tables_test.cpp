@@ -25,6 +25,8 @@ static std::string new_table(i32 capacity)
     return table_bytes(capacity, capacity, std::string((size_t)capacity + 1, (char)CORE_FREE) + '\0');
 }
 
+namespace {
+
 // A record with an array of rows and no file behind it.
 class Tables {
 public:
@@ -59,6 +61,8 @@ public:
 private:
     u32 alive_before;
 };
+
+} // namespace
 
 TEST(core_tables, has_every_operation)
 {
@@ -334,6 +338,8 @@ TEST(core_table_borrow, from_nobody_reads_as_absent)
     EXPECT_EQ(core_table_at(tables, 1, 0), nullptr);
 }
 
+namespace {
+
 // A slot whose file 0 has the table of type 1, range 0, and lends it to file 1.
 class Lending {
 public:
@@ -352,6 +358,8 @@ public:
 
     Library library;
 };
+
+} // namespace
 
 TEST(core_table_borrow, reads_and_sets_in_the_table_of_file_0)
 {

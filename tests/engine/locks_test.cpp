@@ -32,6 +32,8 @@ static Lines times(u32 count, const Lines &lines)
     return all;
 }
 
+namespace {
+
 // The file of a dictionary opened once more, as another workstation has it: its locks are its own.
 class Other {
 public:
@@ -59,6 +61,8 @@ public:
     DictFile file;
 };
 
+} // namespace
+
 static bool is_free(Other &other, u32 offset, u32 length)
 {
     if (!file_lock(other->file, offset, length)) return false;
@@ -71,6 +75,8 @@ static bool range_is_free(Other &other) { return is_free(other, READER_BASE + 1,
 
 static u16 count_of(const DictFile *file) { return le_get(file->header.change_count); }
 static u32 count_in(const std::string &bytes) { return u16_at(bytes, 6); }   // `change_count` stands at 6
+
+namespace {
 
 // A library with two modules of kind 2 and a resource in the second, opened in mode 0. It is prepared in mode 32768 and
 // has room in every block for one small resource more, so that nothing extends the file and gives up the lock.
@@ -86,6 +92,8 @@ public:
         calls_reset();
     }
 };
+
+} // namespace
 
 TEST(locks, has_every_operation)
 {
@@ -1272,6 +1280,8 @@ TEST(dict_selected_spare_lock, takes_and_frees_the_spare_byte)
 
 // ---- Who takes what -------------------------------------------------------------------------------------------------
 
+namespace {
+
 // A read: what it is, how many locks it takes in succession, and whether it gives what the refusal of them all gives.
 struct Reading {
     const char *name;
@@ -1279,6 +1289,8 @@ struct Reading {
     std::function<bool()> reads;         // true if the resource was found
     std::function<bool()> is_refused;    // true if the result is that of a refused lock
 };
+
+} // namespace
 
 static u8 read_buffer[256];
 

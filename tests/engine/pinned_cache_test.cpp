@@ -13,6 +13,8 @@ namespace zuk {
 
 using Lines = std::vector<std::string>;
 
+namespace {
+
 // A file below the set, and the array of pinned blocks that `dd_init` would make. The file holds text from 5000 on.
 class PinnedFile : public BareDictionary {
 public:
@@ -39,6 +41,8 @@ private:
     u32 alive_before;
 };
 
+} // namespace
+
 // What the cache has of kind 2, module 100, type 1; "<status n>" if it has not.
 static std::string cached(DictFile *file, u32 pos, i32 count, u32 is_name = 0)
 {
@@ -46,6 +50,8 @@ static std::string cached(DictFile *file, u32 pos, i32 count, u32 is_name = 0)
     DictStatus status = cache_read(file, 2, 100, 1, is_name, pos, count, bytes.data());
     return status ? "<status " + std::to_string(status) + ">" : bytes;
 }
+
+namespace {
 
 // A library with two modules of kind 2 and a resource in the second.
 class PinLibrary : public Library {
@@ -60,6 +66,8 @@ public:
     BlockEntry body_entry(u16 type = 1) { return entry_of(file(), type_body_block(file(), 2, 101, (i16)type)); }
     BlockEntry name_entry(u16 type = 1) { return entry_of(file(), type_name_block(file(), 2, 101, (i16)type)); }
 };
+
+} // namespace
 
 static DictStatus pin_bodies(u16 type = 1) { return cache_pin(0, 2, 101, type, 0); }
 static DictStatus pin_names(u16 type = 1) { return cache_pin(0, 2, 101, type, 1); }

@@ -13,6 +13,7 @@
 #include "tests/support/dictionary.h"
 #include "tests/support/faults.h"
 
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -153,7 +154,7 @@ public:
     DictStatus status;    // of the last open
 
 private:
-    template <typename Make> SlotDictionary(Make make, u16 mode) : path(dir.name("a.dic")), status(0)
+    SlotDictionary(const std::function<void()> &make, u16 mode) : path(dir.name("a.dic")), status(0)
     {
         make();
         start(mode);

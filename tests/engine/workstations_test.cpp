@@ -25,6 +25,8 @@ namespace zuk {
 
 // ---- The other process ----------------------------------------------------------------------------------------------
 
+namespace {
+
 // A program that is running, with its standard input and output.
 class Process {
 public:
@@ -214,7 +216,11 @@ private:
     std::string unread;
 };
 
+} // namespace
+
 // ---- What they work on ----------------------------------------------------------------------------------------------
+
+namespace {
 
 // A library with two modules of kind 2, and resources 1 and 2 of type 1 in the second. It is made in mode 32768, and
 // each block has room for a small resource more, so that nothing extends the file and gives up the lock; then it is
@@ -235,6 +241,8 @@ public:
     u32 count() { return le_get(file()->header.change_count); }
     u32 count_in_file() const { return u16_at(bytes(), 6); }   // `change_count` stands at 6
 };
+
+} // namespace
 
 static const char OK[] = "0";
 static const char LOCKED_OUT[] = "21";
