@@ -518,7 +518,7 @@ DictStatus block_splice(DictFile *file, u32 block, const void *data, i32 pos, i3
 
     i64 used = (i64)le_get(e.size) - le_get(e.free);  // damage may put it below 0, where no position lies
     if (pos < 0 || old_len < 0 || new_len < 0 || (i64)pos + old_len > used) return DICT_FAILED;
-    if ((i64)le_get(e.offset) + le_get(e.size) > FILE_MAX) return DICT_BAD_POSITION;
+    if ((i64)le_get(e.offset) + le_get(e.size) > dict_length(file)) return DICT_BAD_POSITION;
 
     i64 delta = (i64)new_len - old_len;
     if (delta > le_get(e.free)) {

@@ -41,7 +41,7 @@ DictStatus block_grow(DictFile *file, u32 block, BlockEntry *entry, u32 new_size
 
 // Replace `old_len` bytes at `pos` in the used part of a block by `new_len` bytes of `data`, and move what lies behind.
 // `unit` is what the block grows by; 0 when it cannot have to. A failure ends the work where it is, and the entry still
-// tells the old length. 1 when the bytes do not lie in the used part, 12 for a block beyond the reach of positions.
+// tells the old length. 1 when the bytes do not lie in the used part, 12 for a block that is not all in the file.
 DictStatus block_splice(DictFile *file, u32 block, const void *data, i32 pos, i32 new_len, i32 old_len, i16 unit);
 
 // The whole block, its free tail included, in a new unlocked handle; 0 on failure, with the status, which is 12 for a

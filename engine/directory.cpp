@@ -147,8 +147,8 @@ void directory_drop(DictFile *file, i32 kind, i32 module)
 
 DictStatus directory_load(DictFile *file, i16 index)
 {
-    // KEPT: one would expect a directory whose kind and module differ from its entry in the table to be refused. The two
-    // are never compared. Test: directory_load.does_not_compare_kind_and_module
+    // KEPT: one would expect a directory whose kind and module differ from its entry in the table to be refused. The
+    // two are never compared. Test: directory_load.does_not_compare_kind_and_module
     u32 block = module_directory_block(file, index);
     if (!block || !pair_at(file, index)) return DICT_NOT_FOUND;
 
@@ -193,8 +193,8 @@ DictStatus directory_extend(DictFile *file, i16 index, i32 bytes)
     if (status) return status;
     if (le_get(entry.free) < (u32)bytes) status = grow_directory(file, index, block, &entry, bytes);
 
-    // KEPT: one would expect a failed growth to leave the entry alone. The room is taken off all the same, down to none.
-    // Test: directory_extend.takes_the_free_room_although_the_growth_failed
+    // KEPT: one would expect a failed growth to leave the entry alone. The room is taken off all the same, down to
+    // none. Test: directory_extend.takes_the_free_room_although_the_growth_failed
     u32 free = le_get(entry.free);
     entry.free = le32(free < (u32)bytes ? 0 : free - (u32)bytes);
     status = first_failure(status, block_write_entry(file, block - 1, &entry));
@@ -331,8 +331,8 @@ DictStatus type_add(DictFile *file, i16 index, i16 type)
     // KEPT: one would expect the records to go back when a block cannot be had. They stay moved with `type_count` as it
     // was, so the last type falls out of reach in memory until the directory is loaded again; the file is untouched.
     // Test: type_add.leaves_the_records_moved_when_a_block_is_missing
-    // KEPT: one would expect only the number 0 to tell that there is no block. Its low 16 bits are looked at, so that the
-    // blocks 65536, 131072, ... count as missing and stay taken. Test: type_add.takes_block_65536_for_none
+    // KEPT: one would expect only the number 0 to tell that there is no block. Its low 16 bits are looked at, so that
+    // the blocks 65536, 131072, ... count as missing and stay taken. Test: type_add.takes_block_65536_for_none
     u32 name_block = block_allocate(file, BLOCK_NAMES, 2 * block_unit(BLOCK_NAMES, type));
     if ((u16)name_block == 0) return DICT_NO_MEMORY;
     u32 body_block = block_allocate(file, BLOCK_BODIES, 2 * block_unit(BLOCK_BODIES, type));
@@ -705,7 +705,8 @@ static i16 name_unit(i16 type)
     switch (type) {
     case 2: case 3: case 4: case 7: case 10: case 16: case 17: case 23: case 24: case 26: return 16;
     case 8: case 15: case 25: case 28: case 29: return 32;
-    case 11: case 12: case 13: case 14: case 19: case 20: case 21: case 22: case 60: case 61: case 62: case 63: return 64;
+    case 11: case 12: case 13: case 14: case 19: case 20: case 21: case 22: case 60: case 61: case 62: case 63:
+        return 64;
     case 27: return 128;
     case 1: case 5: case 6: case 52: case 53: case 54: case 58: return 1024;
     case 18: case 30: return 2048;

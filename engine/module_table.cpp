@@ -203,11 +203,11 @@ static bool module_has_name(DictFile *file, const ModuleEntry *entry, ConstPStri
 
 i32 module_find_by_name(DictFile *file, i32 kind, ConstPString name)
 {
-    // KEPT: one would expect the block that `name_block` tells. Searching by name and renaming go to block 2 whatever it
-    // says, all else goes by `name_block`. Test: module_find_by_name.reads_block_2_whatever_name_block_says
+    // KEPT: one would expect the block that `name_block` tells. Searching by name and renaming go to block 2 whatever
+    // it says, all else goes by `name_block`. Test: module_find_by_name.reads_block_2_whatever_name_block_says
     BlockEntry block;
-    // KEPT: one would expect a failed read to be told. It reads as not found, here and for each name, so that a name can
-    // come to stand twice. Test: module_find_by_name.takes_a_failed_read_for_not_found
+    // KEPT: one would expect a failed read to be told. It reads as not found, here and for each name, so that a name
+    // can come to stand twice. Test: module_find_by_name.takes_a_failed_read_for_not_found
     if (block_read_entry(file, BLOCK_OF_MODULE_NAMES - 1, &block)) return 0;
 
     GHandle list = 0;
@@ -245,8 +245,8 @@ PString module_default_name(i32 module, PString buffer)
     i32 series = module >> 4 & 15;
     i32 core_type = module & 15;
 
-    // KEPT: one would expect each number to have words of its own. Core types 0 and 11 to 15 of a series share one name,
-    // as do the series from 7 on, so that only the first of them can be made under it.
+    // KEPT: one would expect each number to have words of its own. Core types 0 and 11 to 15 of a series share one
+    // name, as do the series from 7 on, so that only the first of them can be made under it.
     // Test: module_default_name.gives_several_numbers_of_a_series_one_name
     u8 core[PSTRING_SIZE];
     pstrconst(buffer, series < 7 ? series_words[series] : "Unknown Series ");
@@ -400,8 +400,8 @@ DictStatus module_register(DictFile *file, i32 kind, i32 module, u32 directory_b
     i16 index = module_insert_pos(file, kind, module);
     if (index < 0 || module_find_by_name(file, kind, name)) return DICT_EXISTS;
 
-    // KEPT: one would expect the cut to 79 characters that a renaming makes. Registering stores the name whole, and only
-    // reading cuts it. Test: module_register.stores_a_long_name_whole
+    // KEPT: one would expect the cut to 79 characters that a renaming makes. Registering stores the name whole, and
+    // only reading cuts it. Test: module_register.stores_a_long_name_whole
     i32 name_offset;
     DictStatus status = append_name(file, name, &name_offset);
     if (status) return status;

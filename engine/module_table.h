@@ -7,8 +7,8 @@
 //   - entries are strictly ascending by kind and module, in front, without holes; zeroed spare entries follow
 //   - `directories` has one pair for each of them, used or spare
 //   - a null `module_table` reads as a table without modules
-// Entries and directories move with each registration, removal and reload: callers keep indices and coordinates, and ask
-// again. The caller holds the write lock for all that changes the table.
+// Entries and directories move with each registration, removal and reload: callers keep indices and coordinates, and
+// ask again. The caller holds the write lock for all that changes the table.
 #pragma once
 
 #include "engine/block_table.h"

@@ -48,8 +48,8 @@ static DictStatus flush_tables(DictFile *file)
 
 static bool holds_core_tables(u16 type) { return type >= 52 && type <= 54; }
 
-// Replace bytes in a type's block. Damage is told before anything moves: 3 when the block is none, 12 when it ends behind
-// the file, which a write there would stretch.
+// Replace bytes in a type's block. Damage is told before anything moves: 3 when the block is none, 12 when it ends
+// behind the file, which a write there would stretch.
 static DictStatus splice(DictFile *file, u32 block, BlockType block_type, const void *data, i32 offset, i32 new_size,
                          i32 old_size, i16 unit)
 {

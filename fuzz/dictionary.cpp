@@ -1,7 +1,8 @@
-// Any bytes as a dictionary file: it is opened, asked for everything, changed, asked again, closed and opened once more.
+// Any bytes as a dictionary file: it is opened, asked for everything, changed, asked again, closed and opened once
+// more.
 //
-// No call reaches the system: one file in memory stands in front, and a clock that takes no time. Besides the sanitizers
-// the target itself refuses, by a trap,
+// No call reaches the system: one file in memory stands in front, and a clock that takes no time. Besides the
+// sanitizers the target itself refuses, by a trap,
 //   - a request for more memory than a file of this length justifies
 //   - a handle that is left alive when the library has stopped
 //   - a status that is not one of the table
@@ -362,9 +363,13 @@ static void take_step(const Step &step)
     case 8: (void)checked(dd_set_resource_flags(kind, module, type, (u32)id, step.amount)); break;
     case 9: (void)dd_choose_owner(step.amount & 128 ? step.amount : step.amount % 7); break;
     case 10:
-        // A new module, or one less.
-        if (step.amount & 2) (void)checked(dd_remove_resource(kind, 0, 2, module));
-        else (void)checked(dd_add_resource(kind, 100 + step.which, 2, (i16)(100 + step.which), Text(name).bytes, handle));
+        // One module less, or a new one.
+        if (step.amount & 2) {
+            (void)checked(dd_remove_resource(kind, 0, 2, module));
+            break;
+        }
+        module = 100 + step.which;
+        (void)checked(dd_add_resource(kind, module, 2, (i16)module, Text(name).bytes, handle));
         break;
     default:
         // Without `cache_release`, which loses handles by its own rules.

@@ -25,12 +25,12 @@ static void do_step(const Dictionary &dictionary, const ImportStep &step)
     Handle body;
     if (!step.body.empty()) body = Handle(read_file(step.body, step.body.string()));
     switch (step.what) {
-    case ImportStep::set_version: set_version(dictionary, step.version); return;
-    case ImportStep::add_module: add_bare_module(dictionary, step.at, step.name); return;
-    case ImportStep::rename_module: rename_module(dictionary, step.at, step.name); return;
-    case ImportStep::remove: remove_resource(dictionary, step.at); return;
-    case ImportStep::add: add_resource(dictionary, step.at, step.name, body); break;
-    case ImportStep::change: change_resource(dictionary, step.at, step.has_name ? &step.name : nullptr, body); break;
+    case ImportStep::What::set_version: set_version(dictionary, step.version); return;
+    case ImportStep::What::add_module: add_bare_module(dictionary, step.at, step.name); return;
+    case ImportStep::What::rename_module: rename_module(dictionary, step.at, step.name); return;
+    case ImportStep::What::remove: remove_resource(dictionary, step.at); return;
+    case ImportStep::What::add: add_resource(dictionary, step.at, step.name, body); break;
+    case ImportStep::What::change: change_resource(dictionary, step.at, step.has_name ? &step.name : nullptr, body); break;
     }
     if (step.has_flags) set_flags(dictionary, step.at, step.flags);
 }
@@ -81,11 +81,11 @@ static ImportPlan make_plan(const ImportOptions &options, const fs::path &folder
 static std::string word_of(ImportStep::What what)
 {
     switch (what) {
-    case ImportStep::set_version: return "set the version";
-    case ImportStep::add_module: return "add";
-    case ImportStep::rename_module: return "rename";
-    case ImportStep::remove: return "remove";
-    case ImportStep::add: return "add";
+    case ImportStep::What::set_version: return "set the version";
+    case ImportStep::What::add_module: return "add";
+    case ImportStep::What::rename_module: return "rename";
+    case ImportStep::What::remove: return "remove";
+    case ImportStep::What::add: return "add";
     default: return "change";
     }
 }

@@ -71,7 +71,7 @@ static void plan_renaming(Planning *planning, const Coordinates &at, const std::
                   "so it cannot be given");
     }
     claim_module_name(planning, at, old_name, name);
-    planning->plan.steps.push_back({ .what = ImportStep::rename_module, .at = at, .name = name });
+    planning->plan.steps.push_back({ .what = ImportStep::What::rename_module, .at = at, .name = name });
 }
 
 // The resources of types 2 and 23 in a module.
@@ -97,7 +97,7 @@ static fs::path body_path(const Planning &planning, const Coordinates &at, i32 s
 
 static ImportStep addition(const Planning &planning, const Coordinates &at, const ResourceFacts &resource)
 {
-    return { .what = ImportStep::add, .at = at, .name = resource.name, .has_name = true,
+    return { .what = ImportStep::What::add, .at = at, .name = resource.name, .has_name = true,
              .has_flags = resource.flags != 0, .flags = resource.flags,
              .body = body_path(planning, at, resource.body_size) };
 }
@@ -113,7 +113,7 @@ static void plan_new_module(Planning *planning, const ModuleFacts &module)
     planning->plan.modules_added++;
     if (own.empty()) {
         claim_module_name(planning, at, "", module.name);
-        planning->plan.steps.push_back({ .what = ImportStep::add_module, .at = at, .name = module.name });
+        planning->plan.steps.push_back({ .what = ImportStep::What::add_module, .at = at, .name = module.name });
         return;
     }
 
@@ -151,7 +151,7 @@ static void plan_own_change(Planning *planning, const ModuleFacts &old_module, c
         fail(EXIT_REFUSED, thing(*planning, at), "its body cannot be emptied by a change");
     }
     ImportStep step = addition(*planning, at, resource);
-    step.what = ImportStep::change;
+    step.what = ImportStep::What::change;
     step.has_name = resource.name != old_resource->name;
     step.has_flags = resource.flags != old_resource->flags;
     if (step.has_name) {
@@ -263,7 +263,7 @@ static void plan_additions(Planning *planning, const Coordinates &type, const st
             while (new_names.count(step.name) || old_names.count(step.name));
         }
         planning->plan.steps.push_back(std::move(step));
-        if (unnamed) planning->plan.steps.push_back({ .what = ImportStep::change, .at = at, .has_name = true });
+        if (unnamed) planning->plan.steps.push_back({ .what = ImportStep::What::change, .at = at, .has_name = true });
     }
 }
 
@@ -299,7 +299,7 @@ static void plan_type(Planning *planning, const Coordinates &at, const TypeFacts
             continue;
         }
         note_conflict(planning, text_of(place));
-        planning->plan.steps.push_back({ .what = ImportStep::remove, .at = place });
+        planning->plan.steps.push_back({ .what = ImportStep::What::remove, .at = place });
         planning->plan.replaced++;
     }
     planning->plan.added += fresh;
@@ -326,7 +326,7 @@ static void plan_version(Planning *planning, u16 version)
     u16 standing = dictionary ? dict_file_version(dictionary->file()) : DICT_VERSION;
     if (version == standing) return;
     if (!planning->standing.empty()) note_conflict(planning, "the version " + std::to_string(standing));
-    planning->plan.steps.push_back({ .what = ImportStep::set_version, .at = {}, .version = version });
+    planning->plan.steps.push_back({ .what = ImportStep::What::set_version, .at = {}, .version = version });
 }
 
 // What speaks against the plan as a whole.
@@ -389,7 +389,7 @@ static void plan_module_of_files(Planning *planning, const Coordinates &at, cons
     }
     claim_module_name(planning, at, "", name);
     Coordinates own = coordinates_of(at.kind, at.module, MODULE_TYPE, (i16)at.module);
-    planning->plan.steps.push_back({ .what = ImportStep::add, .at = own, .name = name, .has_name = true });
+    planning->plan.steps.push_back({ .what = ImportStep::What::add, .at = own, .name = name, .has_name = true });
     planning->plan.modules_added++;
 }
 
@@ -436,13 +436,13 @@ ImportPlan plan_plain_folder(const ImportRequest &request, const Coordinates &to
         Coordinates at = coordinates_of(to.kind, to.module, to.type, (i16)id);
         if (found != ids.end()) {
             note_conflict(&planning, text_of(at));
-            planning.plan.steps.push_back({ .what = ImportStep::remove, .at = at });
+            planning.plan.steps.push_back({ .what = ImportStep::What::remove, .at = at });
             planning.plan.replaced++;
             standing.erase(found->second);
         } else {
             planning.plan.added++;
         }
-        additions.push_back({ .what = ImportStep::add, .at = at, .name = name, .has_name = true,
+        additions.push_back({ .what = ImportStep::What::add, .at = at, .name = name, .has_name = true,
                               .body = size ? request.folder / name : fs::path() });
     }
     Places places = places_of(request, module);

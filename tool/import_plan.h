@@ -11,7 +11,7 @@
 namespace zuk::tool {
 
 struct ImportStep {
-    enum What { set_version, add_module, rename_module, remove, add, change };
+    enum class What { set_version, add_module, rename_module, remove, add, change };
     What what;
     Coordinates at;
     std::string name = {};

@@ -1362,7 +1362,7 @@ TEST(block_allocate, looks_no_further_than_it_has_to)
 TEST(block_allocate, gives_no_piece_that_lies_outside_the_file)
 {
     NewDictionary file;
-    for (u32 offset : { 0u, 4830u, 0x7FFFFF00u, 0xFFFFFF00u }) {
+    for (u32 offset : { 0u, 25u, 4830u, 0x7FFFFF00u, 0xFFFFFF00u }) {
         BlockEntry piece = entry_with(BLOCK_FREE, offset, 101, 101);
         EXPECT_EQ(block_write_entry(file, 3, &piece), DICT_OK);
         u32 block = block_allocate(file, BLOCK_BODIES, 100);
@@ -1371,6 +1371,14 @@ TEST(block_allocate, gives_no_piece_that_lies_outside_the_file)
         EXPECT_EQ(block_write_entry(file, block - 1, &none), DICT_OK);
         EXPECT_TRUE(file_seteof(file->file, 4930));
     }
+}
+
+TEST(block_allocate, gives_a_piece_that_ends_with_the_file)
+{
+    TwoBlocks file;
+    EXPECT_EQ(block_free(file, SECOND), DICT_OK);
+    EXPECT_EQ(block_allocate(file, BLOCK_BODIES, 30), SECOND);
+    EXPECT_EQ(row_of(file, SECOND), "4 4950 30 30");
 }
 
 TEST(block_allocate, takes_sizes_as_signed)
@@ -2180,10 +2188,14 @@ TEST(block_splice, gives_13_beyond_2_gib)
     EXPECT_EQ(block_splice(file, FIRST, nullptr, 0, INT32_MAX, 0, 50), DICT_NO_ROOM);
     EXPECT_EQ(block_splice(file, FIRST, nullptr, 0, INT32_MAX - 6, 0, 32767), DICT_NO_ROOM);  // by its last unit
     EXPECT_EQ(written(), Lines{});
+}
 
-    // Used bytes, new bytes and a unit that add up to more than 32 bits.
-    DamagedBlock damaged(entry_with(BLOCK_BODIES, 4930, 0x7FFFEC00, 0));
-    EXPECT_EQ(block_splice(damaged, FIRST, nullptr, 0, INT32_MAX, 0, 32700), DICT_NO_ROOM);
+TEST(block_splice, gives_12_when_the_length_is_unknown)
+{
+    TwoBlocks file;
+    faults_start({ .call = FAULT_SIZE });
+    EXPECT_EQ(splice(file, FIRST, "x", 5, 0), DICT_BAD_POSITION);
+    EXPECT_EQ(written(), Lines{});
 }
 
 TEST(block_splice, gives_3_outside_the_table)
@@ -2225,6 +2237,8 @@ TEST(block_splice, refuses_a_damaged_entry_before_anything_is_written)
         DictStatus status;
     } cases[] = {
         { more_free_than_size, 0, DICT_FAILED },
+        { behind_the_file, 20, DICT_BAD_POSITION },
+        { across_the_end, 20, DICT_BAD_POSITION },
         { behind_every_position, 20, DICT_BAD_POSITION },
         { around_the_top, 20, DICT_BAD_POSITION },  // byte 20 would be byte 4 of the header
     };
@@ -2235,14 +2249,6 @@ TEST(block_splice, refuses_a_damaged_entry_before_anything_is_written)
         EXPECT_EQ(splice(file, FIRST, "", 0, 0), damage.status);
         file.expect_untouched();
     }
-}
-
-TEST(block_splice, refuses_to_move_more_bytes_than_the_file_has)
-{
-    DamagedBlock file(across_the_end);
-    EXPECT_EQ(splice(file, FIRST, "", 0, 1), DICT_BAD_POSITION);      // a tail of 4 MiB
-    EXPECT_EQ(splice(file, FIRST, "x", 0, 0, 50), DICT_BAD_POSITION);  // growth
-    file.expect_untouched();
 }
 
 TEST(block_splice, keeps_the_old_bytes_of_an_append_whichever_call_fails)

@@ -1,13 +1,14 @@
-// Dictionaries whose bytes are not what this library writes: each field of each record in turn with hostile values, files
-// that end too early, and bytes at random. Whatever stands in a file, the operations end, with a status of theirs, stay
-// inside of their memory (for which the sanitizers look), and ask for no more of it, and of the disk, than a file of this
-// length can justify.
+// Dictionaries whose bytes are not what this library writes: each field of each record in turn with hostile values,
+// files that end too early, and bytes at random. Whatever stands in a file, the operations end, with a status of
+// theirs, stay inside of their memory (for which the sanitizers look), and ask for no more of it, and of the disk, than
+// a file of this length can justify.
 #include "tests/engine/slot_dictionary.h"
 
 #include <climits>
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -223,7 +224,7 @@ static std::vector<Field> fields_of_sound_file()
     AfterACrash file(sound_file());
     size_t table = le_get(file->header.table_offset);
     u32 used = le_get(file->header.table_entries) - le_get(file->header.free_entries);
-    for (u32 i = 0; i < used + 4; i++) {    // a few of the empty ones too
+    for (u32 i = 0; i < used + 2; i++) {    // two of the empty ones too
         add_fields(&fields, "block " + std::to_string(i + 1), table + i * sizeof(BlockEntry),
                    { { "type", 2 }, { "offset", 4 }, { "size", 4 }, { "free", 4 } });
     }
@@ -259,8 +260,8 @@ static std::vector<Field> fields_of_sound_file()
     u32 pos;
     i32 len;
     EXPECT_EQ(resource_locate(file, 1, 10, 52, 1, &pos, &len), 0u);
-    add_fields(&fields, "core table", pos, { { "capacity", 4 }, { "free_count", 4 }, { "reserved", 4 }, { "owner 0", 1 },
-                                             { "owner 1", 1 } });
+    add_fields(&fields, "core table", pos,
+               { { "capacity", 4 }, { "free_count", 4 }, { "reserved", 4 }, { "owner 0", 1 }, { "owner 1", 1 } });
     return fields;
 }
 
@@ -287,8 +288,8 @@ TEST(damage, of_any_field_harms_nobody)
         ASSERT_LE(field.offset + field.width, sound.size()) << field.name;
         u32 value = value_at(sound, field);
         u32 top = 0x80u << 8 * (field.width - 1);
-        std::vector<u32> values = { 0, 1, top - 1, top, top | (top - 1), value - 1, value + 1 };
-        if (field.width == 4) values.insert(values.end(), { (u32)sound.size(), (u32)sound.size() - value, 0x40000000 });
+        std::set<u32> values = { 0, 1, top - 1, top, top | (top - 1), value - 1, value + 1 };
+        if (field.width == 4) values.insert({ (u32)sound.size(), (u32)sound.size() - value, 0x40000000 });
         for (u32 hostile : values) {
             SCOPED_TRACE(field.name + " = " + std::to_string(hostile) + " instead of " + std::to_string(value));
             (victims.try_file(with_value(sound, field, hostile)) ? opened : refused)++;
@@ -303,7 +304,7 @@ TEST(damage, of_the_end_of_a_file_harms_nobody)
 {
     const std::string &sound = sound_file();
     Victims victims;
-    for (size_t length = 0; length < sound.size(); length += length < 64 ? 1 : 61) {
+    for (size_t length = 0; length < sound.size(); length += length < 64 ? 1 : 127) {
         SCOPED_TRACE("cut to " + std::to_string(length));
         bool opened = victims.try_file(sound.substr(0, length));
         EXPECT_FALSE(opened && length < 26 + 3584 + 808);    // the header, its table, and the module table

@@ -103,7 +103,8 @@ DictStatus add(DictFile *file, i32 kind, i32 module, i16 type, i16 id, const std
     DictStatus status = resource_add_entry(file, kind, module, type, id, name_size, (i32)body.size());
     if (status) return status;
     status = block_splice(file, type_name_block(file, kind, module, type), name_bytes.data(),
-                          resource_name_offset(file, kind, module, type, id), name_size, 0, block_unit(BLOCK_NAMES, type));
+                          resource_name_offset(file, kind, module, type, id), name_size, 0,
+                          block_unit(BLOCK_NAMES, type));
     if (status) return status;
     status = block_splice(file, type_body_block(file, kind, module, type), body.data(),
                           resource_body_offset(file, kind, module, type, id), (i32)body.size(), 0,
@@ -168,8 +169,8 @@ Lines resources_of(DictFile *file, i32 kind, i32 module)
         i16 type = le_get(entry->type);
         for (i32 i = 0; const ResourceEntry *at = resource_entry_at(file, index, type, i, nullptr, nullptr); i++) {
             i16 id = le_get(at->id);
-            lines.push_back(std::to_string(type) + "/" + std::to_string(id) + " " + name_of(file, kind, module, type, id) +
-                            "=" + body_of(file, kind, module, type, id));
+            lines.push_back(std::to_string(type) + "/" + std::to_string(id) + " " +
+                            name_of(file, kind, module, type, id) + "=" + body_of(file, kind, module, type, id));
         }
     }
     return lines;
@@ -715,7 +716,9 @@ TEST(type_find, gives_the_index_of_the_type_as_a_signed_number)
     Types types({ -32768, -5, 0, 3, 20, 32767 });
     const i16 order[] = { -32768, -5, 0, 3, 20, 32767 };
     for (i16 i = 0; i < 6; i++) EXPECT_EQ(type_find(types, order[i]), i);
-    for (i32 absent : { -32767, -6, -1, 1, 2, 4, 19, 21, 32766 }) EXPECT_EQ(type_find(types, (i16)absent), -1) << absent;
+    for (i32 absent : { -32767, -6, -1, 1, 2, 4, 19, 21, 32766 }) {
+        EXPECT_EQ(type_find(types, (i16)absent), -1) << absent;
+    }
     Types none({});
     EXPECT_EQ(type_find(none, 3), -1);
     Types one({ 3 });
@@ -893,7 +896,10 @@ std::string dictionary_with_empty_entries(const std::set<u32> &empty)
     file.bare.close();
     std::string bytes = file.bare.bytes();
     std::string table = part(bytes, 26, 4 * 14);
-    for (u32 i = 4; i < 65792; i++) table += i < *empty.rbegin() && !empty.count(i) ? le(BLOCK_BODIES, 2) + zeros(12) : zeros(14);
+    for (u32 i = 4; i < 65792; i++) {
+        bool taken = i < *empty.rbegin() && !empty.count(i);
+        table += le(taken ? BLOCK_BODIES : BLOCK_FREE, 2) + zeros(12);
+    }
     patch(&table, 2 * 14 + 2, le((i64)bytes.size(), 4) + le((i64)table.size(), 4));
     patch(&bytes, 14, le((i64)bytes.size(), 4) + le(65792, 4) + le(256, 4));
     return bytes + table;
@@ -930,7 +936,8 @@ TEST(type_add_slots, moves_the_whole_slot_area_up_by_five_slots)
     EXPECT_EQ(type_add_slots(file, 0), (DictStatus)DICT_OK);
     std::string slots = slot_bytes(1, 4, 0, 0, 4) + zeros(16) + slot_bytes(9, 5, 0, 0, 5) + zeros(16);
     EXPECT_EQ(memory_of(file, 0), head_bytes(2, 100, 2, 10, 4, 50) + type_bytes(SMALL, 5, 6, 0, 1, 1) +
-                                      type_bytes(OTHER, 7, 8, 2, 1, 1) + zeros(10 * 16) + slots + zeros(50 * 16 - 1) + "r");
+                                      type_bytes(OTHER, 7, 8, 2, 1, 1) + zeros(10 * 16) + slots +
+                                      zeros(50 * 16 - 1) + "r");
     EXPECT_EQ(gsize(directory_get_handle(file, 0)), (i32)size + 80);
     EXPECT_EQ(resources_of(file, 2, 100), (Lines{ "4/1 one=body", "7/9 nine=other" }));  // first_slot needs no change
 }
@@ -1104,7 +1111,8 @@ TEST(resource_add_slots, moves_the_runs_behind_and_not_those_in_front)
     EXPECT_EQ(resource_add_slots(file, 0, THIRD), (DictStatus)DICT_OK);
     EXPECT_EQ(memory_of(file, 0),
               head_bytes(2, 100, 3, 4, 8, 50) + type_bytes(SMALL, 5, 6, 0, 1, 1) + type_bytes(OTHER, 8, 10, 6, 2, 0) +
-                  type_bytes(THIRD, 7, 9, 2, 2, 2) + zeros(4 * 16) + small + third + zeros(32) + other + zeros(50 * 16));
+                  type_bytes(THIRD, 7, 9, 2, 2, 2) + zeros(4 * 16) + small + third + zeros(32) + other +
+                  zeros(50 * 16));
     EXPECT_EQ(resources_of(file, 2, 100), before);
     EXPECT_EQ(directory_save(file, 2, 100), (DictStatus)DICT_OK);
     file.reopen();
@@ -1590,8 +1598,8 @@ TEST(resource_scan_names, frees_the_block)
     EXPECT_EQ(handles_alive(), alive);
 }
 
-// Make the name block of type SMALL as large as `size`, and give it the names "one" (id 1), 79 times "a" and "x" (id 2),
-// and "two" (id 3).
+// Make the name block of type SMALL as large as `size`, and give it the names "one" (id 1), 79 times "a" and "x" (id
+// 2), and "two" (id 3).
 void fill_names(OneModule *file, u32 size)
 {
     file->put(SMALL, 1, "one", "");
@@ -2333,7 +2341,8 @@ TEST(damage_to_a_directory, whose_block_was_given_away_harms_nothing)
     GHandle large = directory_get_handle(bare, 0);
     i32 size = gsize(large);
 
-    // The large directory is in memory; in the file its number names the block of the small one, at the file's end or not.
+    // The large directory is in memory; in the file its number names the block of the small one, at the file's end or
+    // not.
     module_entry(bare, 0)->directory_block = module_entry(bare, 1)->directory_block;
     BlockEntry entry = entry_of(bare, module_directory_block(bare, 1));
     entry.free = le32(0);
@@ -2362,7 +2371,7 @@ TEST(damage_to_a_directory, of_any_byte_harms_nothing)
     }
 }
 
-// ---- Each call of the platform fails in turn -------------------------------------------------------------------------
+// ---- Each call of the platform fails in turn ------------------------------------------------------------------------
 
 // Two modules of kind 2, closed: 100 with types SMALL (1 and 2: its run is full) and OTHER (1), and 200 with SMALL.
 std::string two_modules()
@@ -2414,7 +2423,7 @@ TEST(resource_add_entry, and_directory_save_leave_the_old_or_the_new_state_which
             { false, BEFORE, r.after, BEFORE },  // nothing was saved
         };
         if (r.grows) {
-            expected.insert({ true, BEFORE, r.after, r.after });  // the flush of the move failed; the close makes up for it
+            expected.insert({ true, BEFORE, r.after, r.after });  // no flush of the move; the close makes up for it
             expected.insert({ false, BEFORE, "lost", BEFORE });
         }
         EXPECT_EQ(outcomes_of(two_modules(), operation, contents), expected) << r.type;
@@ -2429,8 +2438,8 @@ TEST(module_delete, harms_no_other_module_whichever_call_fails)
         { true, kept, kept, kept },
         { false, BEFORE, BEFORE, BEFORE },  // the directory could not be loaded
     };
-    // Each block is free in the file before the next, and the module's own directory too when the module has to stay. What
-    // is in a block that is free is gone: names of type 4, its bodies, names and bodies of type 7, the directory.
+    // Each block is free in the file before the next, and the module's own directory too when the module has to stay.
+    // What is in a block that is free is gone: names of type 4, its bodies, names and bodies of type 7, the directory.
     for (const char *rest : { "4/1 one=1 4/2 two=22 7/1 other=o",
                               "4/1 <status 3>=1 4/2 <status 3>=22 7/1 other=o",
                               "4/1 <status 3>=<status 3> 4/2 <status 3>=<status 3> 7/1 other=o",

@@ -132,8 +132,10 @@ static const FaultCall calls_that_fail[] = { FAULT_ALLOC, FAULT_RESIZE, FAULT_OP
 
 static std::string words_of(const Fault &fault)
 {
-    return "call " + std::to_string(fault.call) + " number " + std::to_string(fault.nth) +
-           (fault.from_then_on ? " and all behind it" : "") + (fault.cut < 0 ? "" : " cut to " + std::to_string(fault.cut));
+    std::string words = "call " + std::to_string(fault.call) + " number " + std::to_string(fault.nth);
+    if (fault.from_then_on) words += " and all behind it";
+    if (fault.cut >= 0) words += " cut to " + std::to_string(fault.cut);
+    return words;
 }
 
 // What a failed call of files or memory can become: the mapped status of the call, or that of what is missing for it;

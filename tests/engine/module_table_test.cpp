@@ -1798,7 +1798,8 @@ TEST(module_rename, refuses_a_name_outside_the_used_part)
         i16 size;
         DictStatus status;
     } rows[] = {
-        { -1, 7, DICT_NOT_FOUND }, { INT_MIN, 7, DICT_NOT_FOUND }, { 4, -1, DICT_NOT_FOUND }, { 4, 257, DICT_NOT_FOUND },
+        { -1, 7, DICT_NOT_FOUND }, { INT_MIN, 7, DICT_NOT_FOUND },
+        { 4, -1, DICT_NOT_FOUND }, { 4, 257, DICT_NOT_FOUND },
         { 11, 7, DICT_FAILED },    { 4, 14, DICT_FAILED },         { INT_MAX, 7, DICT_FAILED },
         { 17, 2, DICT_FAILED },  // as large as the new name, so that nothing has to move
     };
@@ -1968,7 +1969,7 @@ TEST(damage_to_the_module_table, of_any_byte_harms_nothing)
     }
 }
 
-// ---- Each call of the platform fails in turn -------------------------------------------------------------------------
+// ---- Each call of the platform fails in turn ------------------------------------------------------------------------
 
 // Two modules, each with one resource of type 4, closed.
 std::string two_modules()
@@ -1980,7 +1981,8 @@ std::string two_modules()
         i32 module = kind * 10 - 10;
         std::string body = kind == 2 ? "body 1" : "body 2";
         EXPECT_EQ(resource_add_entry(bare, kind, module, 4, 1, 4, 6), (DictStatus)DICT_OK);
-        EXPECT_EQ(block_splice(bare, type_name_block(bare, kind, module, 4), "\x03one", 0, 4, 0, 16), (DictStatus)DICT_OK);
+        EXPECT_EQ(block_splice(bare, type_name_block(bare, kind, module, 4), "\x03one", 0, 4, 0, 16),
+                  (DictStatus)DICT_OK);
         EXPECT_EQ(block_splice(bare, type_body_block(bare, kind, module, 4), body.data(), 0, 6, 0, 16),
                   (DictStatus)DICT_OK);
         EXPECT_EQ(directory_save(bare, kind, module), (DictStatus)DICT_OK);
@@ -2010,8 +2012,11 @@ std::string contents(DictFile *file)
         if (i > 0) text += ", ";
         text += modules[(size_t)i];
         ModuleDirectory *directory = directory_get(file, i);
-        if (!directory) text += " no directory";
-        else if (type_entry(directory, 4)) text += " (" + body_of(file, le_get(directory->kind), le_get(directory->module)) + ")";
+        if (!directory) {
+            text += " no directory";
+        } else if (type_entry(directory, 4)) {
+            text += " (" + body_of(file, le_get(directory->kind), le_get(directory->module)) + ")";
+        }
     }
     return text;
 }
@@ -2091,10 +2096,10 @@ TEST(module_register, keeps_50_modules_whichever_call_fails_when_table_and_list_
     EXPECT_EQ(outcomes, (std::set<Outcome>{
                             { false, "50 50 50", "50 50 50", "50 50 50" },
                             { false, "50 50 50", "lost", "50 50 50" },
-                            { true, "51 51 51", "51 51 51", "51 51 51" },   // block 1 has moved, and so the table is flushed
+                            { true, "51 51 51", "51 51 51", "51 51 51" },  // block 1 has moved, which flushes it
                             { false, "51 51 51", "51 51 51", "51 51 51" },  // the directory could not be read
                             { true, "50 50 50", "51 51 51", "51 51 51" },   // the flush failed
-                            { true, "50 50 50", "51 51 51", "50 50 50" },   // block 1 was not written, or could not move
+                            { true, "50 50 50", "51 51 51", "50 50 50" },   // block 1 was not written or could not move
                             { false, "50 50 50", "51 51 51", "50 50 50" },
                         }));
 }
@@ -2161,10 +2166,11 @@ TEST(module_rename, keeps_the_names_whichever_call_fails_when_the_list_grows)
     EXPECT_EQ(outcomes, (std::set<Outcome>{
                             { false, before, before, before },
                             { false, before, "lost", before },
-                            { true, "Renamed xxx <st ", after, after },                  // the last name is 2 bytes longer
-                            { true, "First xxx <st ", after, after },                    // the flush of the move failed
+                            // The list's new length waits for the close: the last name is outside of it for others.
+                            { true, "Renamed xxx <st ", after, after },
+                            { true, "First xxx <st ", after, after },       // and the flush of the move failed
                             { false, "First x#x x#x ", "First x#x x#x ", "First x#x x#x " },  // the tail has moved by 2
-                            { false, "Renam d#x x#x ", after, "Renam d#x x#x " },        // the table was not written
+                            { false, "Renam d#x x#x ", after, "Renam d#x x#x " },             // no table was written
                         }));
 }
 

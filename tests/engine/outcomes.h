@@ -1,9 +1,9 @@
 // What can come of an operation on a dictionary file when the platform fails it, whichever call it is.
 //
-// An operation runs on a copy of a sound file, once for each call of the platform that it makes: with that call failing,
-// and with that call and all behind it failing. After each run the file is looked at by another process, in memory, and
-// after a close. The set of all that was seen is compared with what is meant to come of it, so that a state that never
-// arises is noticed as much as one that must not.
+// An operation runs on a copy of a sound file, once for each call of the platform that it makes: with that call
+// failing, and with that call and all behind it failing. After each run the file is looked at by another process, in
+// memory, and after a close. The set of all that was seen is compared with what is meant to come of it, so that a state
+// that never arises is noticed as much as one that must not.
 #pragma once
 
 #include "foundation/handles.h"

@@ -1231,6 +1231,14 @@ TEST(dd_numresources, counts_owners_in_kind_1)
     EXPECT_EQ(dd_numresources(1, 1, 1), 1);
 }
 
+TEST(dd_numresources, turns_negative_above_32767)
+{
+    Shelf dict;
+    type_in_memory(dict, 2, 200, 1)->resource_count = le16(40000);
+    EXPECT_EQ(dd_numresources(2, 200, 1), 40000 - 65536);
+    EXPECT_EQ(dd_local_numres(0, 2, 200, 1), 40000 - 65536);
+}
+
 TEST(dd_numresources, gives_0_without_a_file_or_a_lock)
 {
     EXPECT_EQ(dd_numresources(2, 200, 1), 0);

@@ -49,8 +49,8 @@ public:
         open(mode);
         EXPECT_EQ(status, (DictStatus)DICT_OK);
     }
-    // All of the file as it is on disk now. While it is open it is read by its own handle, since nobody else may open it
-    // on every target; the engine looks for its place before each read and write.
+    // All of the file as it is on disk now. While it is open it is read by its own handle, since nobody else may open
+    // it on every target; the engine looks for its place before each read and write.
     std::string bytes() const
     {
         FileHandle handle = file() ? file()->file : 0;

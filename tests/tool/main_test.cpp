@@ -84,12 +84,12 @@ TEST_F(zuk_command, refuses_a_directory)
     refused(2, "no file name was given (status 14)", { "ls", "" });
 }
 
-// Somebody has the file open in a mode, as long as the object lives.
+// Somebody has a file open in a mode, as long as the object lives.
 struct Holder {
     FileHandle file = 0;
-    Holder(const TempDir &dir, u16 mode)
+    Holder(const TempDir &dir, u16 mode, const std::string &name = "a.dic")
     {
-        EXPECT_EQ(native_files.open(dir.native("a.dic").c_str(), mode, &file), (u32)PLATFORM_OK);
+        EXPECT_EQ(native_files.open(dir.native(name).c_str(), mode, &file), (u32)PLATFORM_OK);
     }
     ~Holder() { native_files.close(file); }
 };
@@ -136,6 +136,16 @@ TEST_F(zuk_command, reaches_a_path_of_any_length_by_its_directory)
     EXPECT_EQ(dir.content("got"), "a body beside");
     done({ "export", deep + "a.dic", "out" });
     EXPECT_EQ(files_below("out").size(), 5u);  // head, module, two lists, one body
+}
+
+TEST_F(zuk_command, is_locked_out_of_a_long_path_too)
+{
+    // Above the 127 bytes of the library, below the 260 of some systems.
+    std::string deep = std::string(130, 'd') + "/";
+    std::filesystem::create_directories(dir.path(deep));
+    done({ "create", deep + "a.dic" });
+    Holder holder(dir, PLATFORM_RW_EXCLUSIVE, deep + "a.dic");
+    refused(4, deep + "a.dic: somebody has it open (status 10)", { "ls", deep + "a.dic" });
 }
 
 TEST_F(zuk_command, takes_a_name_of_127_bytes_and_no_longer_one)
