@@ -158,6 +158,7 @@ static u32 win32_set_end(FileHandle file)
 {
     const FileRow *row = file_row(file);
     if (!row) return PLATFORM_INVALID_HANDLE;
+    if (row->mode == PLATFORM_READ_ONLY) return PLATFORM_ACCESS_DENIED;  // systems that stand in give another error
 
     LONG high = (LONG)(row->position >> 32);
     SetLastError(NO_ERROR);

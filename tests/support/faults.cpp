@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <unordered_map>
 
 #if defined(__SANITIZE_ADDRESS__) && !defined(_WIN32)
@@ -43,6 +44,8 @@ struct FaultState {
     bool local_time_virtual;
     PlatformLocalTime local_time;
     std::function<void(u32)> on_sleep;
+
+    std::map<FileHandle, std::string> open_files;  // by their native names
 
     u32 test;
     // The key is the address with its bits turned over: an address in plain view would count for the leak checker as
@@ -192,6 +195,7 @@ static u32 faulty_open(const char *name, u16 mode, FileHandle *file)
     count(&CallCounts::open);
     u32 error = fate_of(FAULT_OPEN) == FAILS ? state().fault.error : native_files.open(name, mode, file);
     bool ok = error == PLATFORM_OK;
+    if (ok) state().open_files[*file] = name;
     log({ FAULT_OPEN, ok ? *file : 0, 0, 0, 0, ok, name });
     return error;
 }
@@ -201,6 +205,7 @@ static u32 faulty_close(FileHandle file)
     count(&CallCounts::close);
     Fate fate = fate_of(FAULT_CLOSE);
     u32 error = native_files.close(file);
+    state().open_files.erase(file);
     if (fate == FAILS) error = state().fault.error;
     log({ FAULT_CLOSE, file, 0, 0, 0, error == PLATFORM_OK, {} });
     return error;
@@ -465,6 +470,22 @@ u32 memory_sweep()
         return true;
     };
     return (u32)std::erase_if(state().blocks, swept);
+}
+
+bool open_file_content(const std::string &name, std::string *content)
+{
+    for (const auto &[file, open_name] : state().open_files) {
+        if (open_name != name) continue;
+        i32 position = 0, size = 0;
+        u32 done = 0;
+        if (native_files.tell(file, &position) || native_files.size(file, &size)) return false;
+        content->resize((size_t)size);
+        bool good = !native_files.seek(file, 0) && !native_files.read(file, content->data(), (u32)size, &done);
+        good = !native_files.seek(file, position) && good;
+        content->resize(done);
+        return good;
+    }
+    return false;
 }
 
 } // namespace zuk

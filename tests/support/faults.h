@@ -85,6 +85,12 @@ const std::vector<CallRecord> &call_log();
 // "sleep 100", "open C:\A". With `only`, no other calls.
 std::vector<std::string> call_lines(std::initializer_list<FaultCall> only = {});
 
+// ---- Files held by the library --------------------------------------------------------------------------------------
+
+// The bytes of a file that is open at the moment, through the handle that holds it: a system can keep everybody else
+// from a file that is held alone. `name` is the native one that it was opened by; false when none of that name is open.
+bool open_file_content(const std::string &name, std::string *content);
+
 // ---- Clock ----------------------------------------------------------------------------------------------------------
 
 // From here on `tick_count` gives `ms`, plus `step` for each call of it so far, plus all that was slept; `sleep`

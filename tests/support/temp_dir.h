@@ -38,7 +38,8 @@ public:
 
     // Make or replace a file, from outside the library.
     Name put(const std::string &file, const std::string &content) const;
-    // All bytes of a file; fails the test when it cannot be read.
+    // All bytes of a file, if need be through the handle by which the library holds it alone; fails the test when it
+    // cannot be read.
     std::string content(const std::string &file) const;
     bool has(const std::string &file) const;
 
