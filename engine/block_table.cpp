@@ -469,8 +469,12 @@ static DictStatus grow_by_moving(DictFile *file, u32 block, BlockEntry *e, u32 n
     u32 moved = block_allocate(file, le_get(e->type), (i32)new_size);
     if (!moved) return DICT_NO_ROOM;
 
-    BlockEntry n;
-    DictStatus status = block_read_entry(file, moved - 1, &n);
+    // Where the table grew, its pages were dropped. Both that are about to change are loaded before the first one does:
+    // one change alone would give the same bytes to a block and to a free piece.
+    BlockEntry n, loaded;
+    DictStatus status = block_read_entry(file, block - 1, &loaded);
+    if (status) return status;
+    status = block_read_entry(file, moved - 1, &n);
     if (status) return status;
     // KEPT: one would expect the new block to be given back when the bytes cannot be copied. It stays taken, and
     // nothing reclaims it. Test: block_grow.leaves_the_new_block_taken_when_the_move_fails

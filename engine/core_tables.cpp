@@ -4,6 +4,8 @@ namespace zuk {
 
 constexpr i32 RANGE_BASE[CORE_RANGES] = { 0, 19999, 21999 };   // what a position is added to
 
+static_assert(sizeof(void *) > 4 || sizeof(CoreRow) == 24, "a row is six words");
+
 static constinit u16 current_owner = 0;
 
 i16 current_owner_get() { return (i16)current_owner; }

@@ -1,8 +1,8 @@
 // One open dictionary file: the record `DictFile`, plain data, and the operations that make, open and close it.
 //
 // Each floor above owns a piece of the record: block_table the page cache, module_table and directory the module table
-// and the directories, locks the `lock_state`, core_tables the owners. A record of zeros is a file that is not open, and
-// each piece reads as empty when its pointer is null: after a failed allocation, or before its step of the open.
+// and the directories, locks the `lock_state`, core_tables the owners. A record of zeros is a file that is not open,
+// and each piece reads as empty when its pointer is null: after a failed allocation, or before its step of the open.
 //
 // Between calls: `file` 0 means not open. A platform call is always handed `file->file` as it is at that moment, since
 // `block_allocate` closes the file and opens it again when it grows.
@@ -83,13 +83,15 @@ DictStatus dict_file_create(ConstPString path);
 // pointer.
 DictStatus dict_file_open(DictFile *file, PString path, u16 mode, u16 option);
 
-// Write the header and close, whatever the mode and without a lock. 7 without a file. All memory of the record is freed.
+// Write the header and close, whatever the mode and without a lock. 7 without a file. All memory of the record is
+// freed.
 DictStatus dict_file_close(DictFile *file);
 
 // Free the core tables that the file owns, and the array of rows.
 void core_tables_free(DictFile *file);
 
-// Read the header into `buffer`. The magic is tested in the record's own header, which `buffer` may be.
+// Read the header into `buffer`; the status of the read, else 4 for a wrong magic. The magic is tested in the record's
+// own header, which `buffer` may be. Writing gives the status of the write.
 DictStatus header_read(DictFile *file, DictHeader *buffer);
 DictStatus header_write(FileHandle file, DictHeader *header);
 

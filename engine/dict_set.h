@@ -55,12 +55,13 @@ u16 slot_id_at(i32 slot);                // 65535 for a bad number
 i32 slot_total();
 i32 slot_used_count();
 
+// At most 255 characters, empty for a null path; nothing for an unknown identifier or a bad selector.
 void slot_set_path(u16 id, i32 selector, ConstPString path);
 PString slot_path_at(i32 slot, i32 selector);           // null for a bad slot or selector
-void slot_set_name(const DictCookie *cookie, ConstPString name);
-void slot_name_at(i32 slot, PString out);
-bool slot_is_active(i32 slot);
-void slot_set_active(i32 slot, bool active);
+void slot_set_name(const DictCookie *cookie, ConstPString name);  // cut to 31 characters; nothing for a bad slot
+void slot_name_at(i32 slot, PString out);               // empty for a bad slot
+bool slot_is_active(i32 slot);                          // the negation of `inactive`; false for a bad slot
+void slot_set_active(i32 slot, bool active);            // nothing for a bad slot
 
 // ---- Files ----------------------------------------------------------------------------------------------------------
 
@@ -77,11 +78,12 @@ DictFile *dict_main_file_of(const DictFile *file);
 // ---- The current dictionary -----------------------------------------------------------------------------------------
 
 void current_cookie_get(DictCookie *out);               // leaves `out` alone when there is no set
-u16 current_dict_id();                                  // 0 when there is no set
+u16 current_dict_id();                                  // 0 when there is no set, 65535 for a slot that is free
 
-// The file of a read. Kind 1 goes by the selector, other kinds by the other selector, but for the types that only file 0
-// holds. With `redirect_to_main` set, identifiers below 20000 can go to the main dictionary: callers who want none of it
-// pass 20000.
+// The file of a read. Kind 1 goes by the selector, other kinds by the other selector, but for the types that only file
+// 0 holds. With `redirect_to_main` set, identifiers below 20000 can go to the main dictionary: callers who want none of
+// it pass 20000. Null without a set, and when the cookie names a slot or a selector that does not exist; the file need
+// not be open.
 DictFile *dict_select_file(i32 kind, u16 type, i16 id);
 constexpr i16 SELECT_NO_REDIRECT = 20000;
 

@@ -315,7 +315,9 @@ DictStatus type_add(DictFile *file, i16 index, i16 type)
 {
     const ModuleDirectory *before = directory_get(file, index);
     if (!before) return DICT_NOT_FOUND;
-    if ((u32)le_get(before->assigned_slots) + slot_unit(type) > COUNTER_MAX) return DICT_NO_ROOM;
+    // A new type without a number for its slots changes nothing; one that is there already is told so below.
+    bool no_slots = (u32)le_get(before->assigned_slots) + slot_unit(type) > COUNTER_MAX;
+    if (no_slots && type_insert_pos(before, type) >= 0) return DICT_NO_ROOM;
     if (le_get(before->free_type_slots) == 0) {
         DictStatus status = type_add_slots(file, index);
         if (status) return status;
@@ -355,6 +357,11 @@ static void put(u32 *out, u32 value)
     if (out) *out = value;
 }
 
+ResourceEntry *resource_run(ModuleDirectory *directory, const TypeEntry *type)
+{
+    return slot_area(directory) + le_get(type->first_slot);
+}
+
 ResourceEntry *resource_range(DictFile *file, i16 index, i16 type, u16 *count, u32 *name_block, u32 *body_block)
 {
     ModuleDirectory *directory = directory_get(file, index);
@@ -364,7 +371,7 @@ ResourceEntry *resource_range(DictFile *file, i16 index, i16 type, u16 *count, u
     if (count) *count = le_get(entry->resource_count);
     put(name_block, le_get(entry->name_block));
     put(body_block, le_get(entry->body_block));
-    return slot_area(directory) + le_get(entry->first_slot);
+    return resource_run(directory, entry);
 }
 
 ResourceEntry *resource_entry(DictFile *file, i16 index, i16 type, i16 id, u32 *name_block, u32 *body_block)
@@ -459,7 +466,7 @@ DictStatus resource_add_entry(DictFile *file, i32 kind, i32 module, i16 type, i1
     if (used_bytes(&names) < 0 || used_bytes(&bodies) < 0) return DICT_FAILED;
 
     TypeEntry *entry = type_entry(directory_get(file, index), type);
-    ResourceEntry *run = slot_area(directory_get(file, index)) + le_get(entry->first_slot);
+    ResourceEntry *run = resource_run(directory_get(file, index), entry);
     i32 position = resource_insert_pos(run, count, id);
     if (position < 0) return DICT_EXISTS;  // types out of order, which only damage brings, can hide it until now
     memmove(run + position + 1, run + position, (size_t)(count - position) * sizeof *run);

@@ -45,7 +45,8 @@ i16 type_insert_pos(const ModuleDirectory *directory, i16 type);     // where it
 TypeEntry *type_entry(ModuleDirectory *directory, i16 type);         // null if absent
 TypeEntry *type_at(ModuleDirectory *directory, i32 index);           // null if there is none
 
-// Give a module a new type with its two blocks and its first slots. 9 when a block could not be had.
+// Give a module a new type with its two blocks and its first slots. 2 if the type exists, 13 when the counters of the
+// directory are full, 9 when a block could not be had, 3 without the module.
 DictStatus type_add(DictFile *file, i16 index, i16 type);
 DictStatus type_add_slots(DictFile *file, i16 index);                // five more TypeEntry slots
 
@@ -53,6 +54,7 @@ DictStatus type_add_slots(DictFile *file, i16 index);                // five mor
 
 // The run of a type: its first entry, null if the module or the type is missing. The three outs may be null.
 ResourceEntry *resource_range(DictFile *file, i16 index, i16 type, u16 *count, u32 *name_block, u32 *body_block);
+ResourceEntry *resource_run(ModuleDirectory *directory, const TypeEntry *type);   // the same in a directory at hand
 u16 resource_find(const ResourceEntry *entries, u16 count, i16 id);         // index, RESOURCE_ABSENT
 i32 resource_insert_pos(const ResourceEntry *entries, u16 count, i16 id);   // where it would go, -1 if it exists
 

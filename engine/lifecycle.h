@@ -8,7 +8,9 @@
 
 namespace zuk {
 
-// Open the file whose path stands in the slot. 3 for a bad slot or selector, else as `dict_file_open`.
+// Open the file whose path stands in the slot, and bring in its core tables. 3 for a bad slot or selector; a status of
+// `dict_file_open`; 21 when the tables of a further file cannot be read under its lock, and it is open then; the status
+// of a rebuild. After 0 the file may be closed all the same: where a rebuild could not have it alone.
 DictStatus dict_open_selected(const DictCookie *cookie, i32 selector, u16 mode, u16 option);
 DictStatus dict_close_selected(const DictCookie *cookie, i32 selector);   // 3, or as `dict_file_close`
 DictStatus dict_create_selected(const DictCookie *cookie, i32 selector);  // 3, or as `dict_file_create`

@@ -26,24 +26,33 @@ constexpr u32 READER_COUNT = 1000;
 bool read_lock_needed(const DictFile *file);    // open, shared, and no lock held
 bool write_lock_needed(const DictFile *file);   // open, shared, and the write lock not held
 
-bool read_lock(DictFile *file);                 // true on success, or when none is needed
-void read_unlock(DictFile *file);
-bool write_lock(DictFile *file);                // true on success, or when none is needed
-// Raise `change_count`, write the header and free the range; the result of the unlock. Other modes: the mode itself.
+// Take a reader byte. True on success, and when none is needed. False, with nothing held, without the gate after 5,001
+// attempts, or without a byte after three rounds of all of them and a wait of up to a second behind each.
+bool read_lock(DictFile *file);
+void read_unlock(DictFile *file);               // nothing without a lock; `lock_state` stays when the unlock fails
+
+// Take all reader bytes. True on success, and when none is needed. False, with nothing more held than before, without
+// the gate, or after 61 attempts over about a minute: so too over a read lock of this very file, to be freed first.
+bool write_lock(DictFile *file);
+// Raise `change_count`, write the header and free the range. The result of the unlock, not 0 on success; `lock_state`
+// stays when it fails. In other modes the mode itself, with nothing done.
 u16 write_unlock(DictFile *file);
 
-bool dict_changed(DictFile *file);              // another workstation has written
-void dict_reload(DictFile *file);               // the block table, the module table and the header, from the file
+bool dict_changed(DictFile *file);              // another workstation has written; false when the header is unreadable
+// Drop the pages and the module table and take the header and the module table from the file; directories and pages
+// come when they are wanted. There is no status: what cannot be loaded reads as empty.
+void dict_reload(DictFile *file);
 
-bool gate_lock(DictFile *file);
+bool gate_lock(DictFile *file);                 // true when it was taken; 5,001 attempts with a short wait between
 void gate_unlock(DictFile *file);
-bool spare_byte_lock(DictFile *file);           // nothing in the engine asks for this byte
-bool spare_byte_unlock(DictFile *file);
+bool spare_byte_lock(DictFile *file);           // one attempt; nothing in the engine asks for this byte
+bool spare_byte_unlock(DictFile *file);         // false when it is not held
 
-void delay_half_double_click();                 // the short wait
-u32 clock_seconds();
+void delay_half_double_click();                 // the short wait: half of the platform's double-click time
+u32 clock_seconds();                            // of the platform's tick count, which turns to 0 at 2^32 ms
 
-// By cookie, for callers who hold a lock across several operations: 6 without such an open file, 21 when refused.
+// By cookie, for callers who hold a lock across several operations. Without such an open file the first gives 6, and
+// the others do nothing and give 0; the first gives 21 when the lock is refused, the others what those above give.
 DictStatus dict_selected_read_lock(const DictCookie *cookie, i32 selector);
 bool dict_selected_has_lock(const DictCookie *cookie, i32 selector);
 void dict_selected_read_unlock(const DictCookie *cookie, i32 selector);

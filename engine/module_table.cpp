@@ -395,10 +395,10 @@ static DictStatus append_name(DictFile *file, ConstPString name, i32 *offset)
 DictStatus module_register(DictFile *file, i32 kind, i32 module, u32 directory_block, ConstPString name)
 {
     if (!file->module_table || !file->directories) return DICT_NOT_FOUND;
-    i32 spare = spare_entries(file) ? spare_entries(file) : MODULE_TABLE_STEP;
-    if (used_entries(file) + spare > COUNT_MAX) return DICT_NO_ROOM;
     i16 index = module_insert_pos(file, kind, module);
     if (index < 0 || module_find_by_name(file, kind, name)) return DICT_EXISTS;
+    i32 spare = spare_entries(file) ? spare_entries(file) : MODULE_TABLE_STEP;
+    if (used_entries(file) + spare > COUNT_MAX) return DICT_NO_ROOM;
 
     // KEPT: one would expect the cut to 79 characters that a renaming makes. Registering stores the name whole, and
     // only reading cuts it. Test: module_register.stores_a_long_name_whole

@@ -47,7 +47,9 @@ DictStatus module_read_name(DictFile *file, i16 index, PString buffer);
 // A new module with an empty directory. 2 when the number or the name is taken; the directory's block then stays taken.
 DictStatus module_create(DictFile *file, i32 kind, i32 module, ConstPString name);
 
-// Enter a module whose directory stands in `directory_block`: its name goes to the list, its entry to the table.
+// Enter a module whose directory stands in `directory_block`: its name goes to the list, its entry to the table. 2 when
+// the number or the name is taken, 13 when the table can count no more modules; else what the list of names or the
+// loading of the directory gives.
 DictStatus module_register(DictFile *file, i32 kind, i32 module, u32 directory_block, ConstPString name);
 
 // Take a module out of the table and its name out of the list. Its blocks stay. 3 when it is missing.

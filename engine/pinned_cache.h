@@ -26,18 +26,24 @@ bool cache_init();        // an empty array; false without memory
 void cache_free();        // the array, not the handles in it
 
 // Pin the name block (`is_name` not 0) or the body block of a type in module `module` + `series` * 16 of the current
-// dictionary. 3 when there is no such block, 9 without memory; 0 without a record for 65500 used bytes or more.
+// dictionary. 3 when there is no such block, 9 without memory; 0 without a record for 65500 used bytes or more. 15, 3
+// or 7 without an open file, 1 for a damaged block; else the status of the reads.
 DictStatus cache_pin(i16 series, i32 kind, u32 module, u16 type, u32 is_name);
 
-// Take one pin back; 1 if the record was found. See its KEPT note: only blocks pinned once are safe to release.
+// Take one pin back, named as for `cache_pin`; 1 if the record was found, else 0. See its KEPT note: only blocks pinned
+// once are safe to release.
 i16 cache_release(i16 series, i32 kind, u32 module, u16 type, u32 is_name);
 
-// Copy `count` bytes from file offset `pos` to `dest`. 3 when no record holds them.
+// Copy `count` bytes, if above 0, from file offset `pos` to `dest`. 3 when no record holds them, for the file to serve;
+// 9 when the data cannot be locked.
 DictStatus cache_read(DictFile *file, i32 kind, i32 module, u16 type, u32 is_name, u32 pos, i32 count, void *dest);
 
 void cache_clear();       // forget every record, whatever its pins
 
 i32 cache_find(const DictFile *file, i32 kind, i32 module, u16 type, u32 is_name);  // index, -1 if none
+
+// Count one more pin of a record that stands, whose bytes are not read again; or read `length` bytes from file offset
+// `base` into a new one behind all others. 9 without memory, else the status of the read; see its KEPT note.
 DictStatus cache_add(DictFile *file, i32 kind, i32 module, u16 type, u32 base, u32 length, u32 is_name);
 
 i32 cache_count();

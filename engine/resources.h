@@ -54,7 +54,9 @@ DictStatus dd_read_named_into(i32 kind, i32 module, u16 type, ConstPString name,
 
 // ---- Writes of the engine itself ------------------------------------------------------------------------------------
 
-// Store the flags of a resource and its directory. The caller holds the write lock; the block table is not flushed.
+// Store the flags of a resource and its directory. The caller holds the write lock; the block table is not flushed. 3
+// for a resource that does not exist, in kind 1 also for an identifier without an owner; 15, 3 or 7 without an open
+// file; else the status of the directory's write.
 DictStatus dd_set_resource_flags(i32 kind, i32 module, u16 type, u32 id, u8 flags);
 
 // Put a core table of the current dictionary back as the resource that it is. 0 with nothing done for a table that is

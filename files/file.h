@@ -53,12 +53,15 @@ i32 file_size(FileHandle file);                                  // * bytes; -1 
 i32 file_tell(FileHandle file);                                  // * the same for the position
 i16 file_seteof(FileHandle file, i32 position);                  // * ends the file there, shorter or longer
 
-i16 file_create(ConstPString name);                              // * a new empty file, closed; code 3 if it exists
-i16 file_delete(ConstPString name);                              // *
-// Rename; both names come back normalised. The code, also stored; success stores nothing and gives what stands in the
-// error location. *
+// 1, or 0 on failure. A new file is empty, and closed again; code 3 if the name is taken. Deleting a directory, or a
+// file that anybody has open, gives code 5. *
+i16 file_create(ConstPString name);
+i16 file_delete(ConstPString name);
+// Rename, names uncut; both come back normalised, so their buffers have 256 bytes. The code, also stored: 3 if another
+// file has the name, 5 while anybody has the file open. Success stores nothing and gives what stands in the error
+// location; it includes a file that is given its own name. *
 u32 file_rename(PString from, PString to);
-i16 file_flush(FileHandle file);                                 // * only checks the handle
+i16 file_flush(FileHandle file);                                 // * 1, or 0 for handle 0: only checks the handle
 
 // A byte range by its position, 1 or 0 at once. Code 1 for a range held by anyone, this handle included, and for an
 // unlock of a range that was not locked in exactly this form. Length 0 gives 1 and does nothing. *

@@ -54,9 +54,9 @@ static OpenFile *open_file(FileHandle file)
     return file >= 1 && file <= open_files.size() && open_files[file - 1].open ? &open_files[file - 1] : nullptr;
 }
 
-static u32 disk_open(const char *, u16 mode, FileHandle *file)
+static u32 disk_open(const char *name, u16 mode, FileHandle *file)
 {
-    if (!disk_exists) return PLATFORM_FILE_NOT_FOUND;
+    if (!disk_exists || strcmp(name, "a") != 0) return PLATFORM_FILE_NOT_FOUND;    // there are no settings
     open_files.push_back({ true, mode, 0, {} });
     *file = (FileHandle)open_files.size();
     return PLATFORM_OK;
@@ -213,8 +213,17 @@ static u32 quick_tick_count() { return ticks++; }
 static u32 quick_double_click_time() { return 500; }
 static void quick_sleep(u32 milliseconds) { ticks += milliseconds; }
 
+static u32 no_windows_directory(char *path, u32)
+{
+    path[0] = 0;
+    return 0;
+}
+
 static void stand_in_front()
 {
+    static PlatformPaths quiet_paths = native_paths;
+    quiet_paths.windows_directory = no_windows_directory;
+    platform_paths = &quiet_paths;
     static PlatformClock quick_clock = native_clock;
     quick_clock.tick_count = quick_tick_count;
     quick_clock.double_click_time = quick_double_click_time;

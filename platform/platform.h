@@ -34,11 +34,13 @@ enum PlatformError : u32 {
     PLATFORM_FILE_EXISTS = 80,
     PLATFORM_CANNOT_MAKE = 82,
     PLATFORM_OPEN_FAILED = 110,
+    PLATFORM_BUFFER_OVERFLOW = 111,    // a directory too long to hold a temporary file
     PLATFORM_DISK_FULL = 112,
     PLATFORM_NOT_LOCKED = 158,         // an unlock of a range that is not held in exactly this form
     PLATFORM_BAD_PATHNAME = 161,
     PLATFORM_LOCK_FAILED = 167,
     PLATFORM_ALREADY_EXISTS = 183,
+    PLATFORM_NO_DIRECTORY = 267,       // a temporary file was to be made in something else
 };
 
 // ---- Memory ---------------------------------------------------------------------------------------------------------
@@ -73,7 +75,7 @@ struct PlatformFiles {
     u32 (*set_end)(FileHandle file);                            // the file ends at the position
     u32 (*create)(const char *name);                            // a new empty file, closed again; never an existing one
     u32 (*remove)(const char *name);                            // refused while anybody has the file open
-    u32 (*rename)(const char *from, const char *to);            // the same; and `to` must not exist
+    u32 (*rename)(const char *from, const char *to);            // the same; and `to` must not exist, but as `from`
     u32 (*lock)(FileHandle file, u32 offset, u32 length);       // never waits; refuses what this handle already holds
     u32 (*unlock)(FileHandle file, u32 offset, u32 length);     // only a range that was locked in exactly this form
 };
@@ -98,14 +100,89 @@ struct PlatformClock {
     void (*local_time)(PlatformLocalTime *now);
 };
 
+// ---- Directories and temporary files --------------------------------------------------------------------------------
+
+constexpr u32 PLATFORM_PATH_SIZE = 260;  // a buffer for any path or name that a service gives
+
+using PlatformSearch = intptr_t;         // 0: none
+constexpr PlatformSearch PLATFORM_FAILED_SEARCH = -1;
+
+// Each call gives 0 or a `PlatformError`, and takes native names as the files do. What it gives is as its system has
+// it: on POSIX separated by slashes.
+//
+// The pattern of a search is a directory, a separator, and a name with `*` for any characters and `?` for one; a final
+// `.*` may stand for nothing, so that `*.*` is every name. Letters count in either case. `.` and `..` come first.
+struct PlatformDirectories {
+    u32 (*make)(const char *name);
+    u32 (*change)(const char *name);                             // relative names start there from now on
+    u32 (*temporary)(char path[PLATFORM_PATH_SIZE]);             // where temporary files go, with a separator behind
+    u32 (*make_temporary)(const char *directory, char path[PLATFORM_PATH_SIZE]);  // a new empty file, `TNT` + digits
+    u32 (*find_first)(const char *pattern, PlatformSearch *search, char name[PLATFORM_PATH_SIZE]);
+    u32 (*find_next)(PlatformSearch search, char name[PLATFORM_PATH_SIZE]);
+    void (*find_close)(PlatformSearch search);                   // `PLATFORM_FAILED_SEARCH` is ignored
+};
+
+// ---- Optional library -----------------------------------------------------------------------------------------------
+
+using PlatformEntry = uintptr_t (*)(uintptr_t argument);
+
+// A library that may be there or not, by the name of its file on Windows, `NAME.DLL`; on POSIX that is `libname.so`.
+struct PlatformLibraries {
+    // It is looked for beside the module that this code is in, then wherever the system's loader looks; null if it is
+    // nowhere, and nobody is told.
+    void *(*load)(const char *name);
+    PlatformEntry (*entry)(void *library, const char *name);     // null if it has none of that name
+    void (*free)(void *library);
+};
+
+// ---- Diagnostics ----------------------------------------------------------------------------------------------------
+
+struct PlatformDiagnostics {
+    void (*debug_break)(void);         // stops in a debugger if there is one, and goes on
+};
+
+// ---- Profile files --------------------------------------------------------------------------------------------------
+
+// Text files of sections and keys, as told in platform/profile_text.h. A file is named by its native name; one without
+// any directory is in the Windows directory. Sections and keys count in either case of their letters.
+struct PlatformProfiles {
+    // The value of a key as NUL-terminated text in `size` bytes, cut if need be; the result is its length. Without a
+    // file, section or key it is empty.
+    u32 (*read)(const char *file, const char *section, const char *key, char *value, u32 size);
+    u32 (*read_number)(const char *file, const char *section, const char *key);  // 0 if there is none
+    // 0 or a `PlatformError`, and then the file is as it was. A missing file is made.
+    u32 (*write)(const char *file, const char *section, const char *key, const char *value);
+    void (*flush)(const char *file);   // forget what may be kept of the file in memory
+};
+
+// ---- Paths ----------------------------------------------------------------------------------------------------------
+
+// Each gives the length of a NUL-terminated native path, or 0 and an empty one if it cannot be told or does not fit
+// into `size` bytes.
+struct PlatformPaths {
+    u32 (*windows_directory)(char *path, u32 size);                  // where settings are that stand nowhere else
+    u32 (*module)(void *module, char *path, u32 size);               // the file of a module; null: of the program
+    u32 (*full)(const char *name, char *path, u32 size);             // a relative name from the current directory
+};
+
 // ---- The tables in use ----------------------------------------------------------------------------------------------
 
 extern const PlatformMemory native_memory;
 extern const PlatformFiles native_files;
 extern const PlatformClock native_clock;
+extern const PlatformDirectories native_directories;
+extern const PlatformLibraries native_libraries;
+extern const PlatformDiagnostics native_diagnostics;
+extern const PlatformProfiles native_profiles;
+extern const PlatformPaths native_paths;
 
 extern const PlatformMemory *platform_memory;  // the native tables, or those of a test
 extern const PlatformFiles *platform_files;
 extern const PlatformClock *platform_clock;
+extern const PlatformDirectories *platform_directories;
+extern const PlatformLibraries *platform_libraries;
+extern const PlatformDiagnostics *platform_diagnostics;
+extern const PlatformProfiles *platform_profiles;
+extern const PlatformPaths *platform_paths;
 
 } // namespace zuk

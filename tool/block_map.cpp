@@ -1,62 +1,13 @@
 #include "tool/block_map.h"
 
-#include "files/file.h"
-#include "tool/coordinates.h"
 #include "tool/messages.h"
-#include "tool/open_error.h"
-#include "tool/paths.h"
+#include "tool/raw_file.h"
 
 #include <algorithm>
 #include <cstring>
 #include <map>
 
 namespace zuk::tool {
-
-// ---- Bytes ----------------------------------------------------------------------------------------------------------
-
-// The file under the library's file layer, so that its sharing rules hold for a raw reader, too.
-class RawFile {
-public:
-    explicit RawFile(const std::string &path) : shown(path)
-    {
-        fs::path absolute = absolute_path(path);
-        LibraryName name = library_name(path);
-        file = file_open(name.text, FILE_READ_ONLY);
-        if (!file) fail_open(status_of_open(), path, absolute, FILE_READ_ONLY);
-        length = file_size(file);
-        if (length >= 0) return;
-        (void)file_close(file);
-        fail(EXIT_TROUBLE, path, "it is larger than a dictionary can be");
-    }
-    ~RawFile() { (void)file_close(file); }
-    RawFile(const RawFile &) = delete;
-    RawFile &operator=(const RawFile &) = delete;
-
-    // As many of `count` bytes at `offset` as the file has.
-    std::string read(i64 offset, i64 count) const
-    {
-        if (offset < 0 || offset >= length || count <= 0) return "";
-        std::string bytes((size_t)std::min<i64>(count, length - offset), 0);
-        if (!file_seek(file, (i32)offset)) fail(EXIT_TROUBLE, shown, "it cannot be read");
-        i32 done = file_read(file, bytes.data(), (i32)bytes.size());
-        if (done != (i32)bytes.size()) fail(EXIT_TROUBLE, shown, "it cannot be read");
-        return bytes;
-    }
-
-    const std::string shown;
-    i32 length = 0;
-
-private:
-    FileHandle file = 0;
-};
-
-// The record at `offset` of some bytes; false when they end before it does.
-template <class Record> static bool record_at(const std::string &bytes, i64 offset, Record *record)
-{
-    if (offset < 0 || offset + (i64)sizeof *record > (i64)bytes.size()) return false;
-    memcpy(record, bytes.data() + offset, sizeof *record);
-    return true;
-}
 
 // ---- What the blocks hold -------------------------------------------------------------------------------------------
 
@@ -69,19 +20,6 @@ struct Walk {
 };
 
 static void add_trouble(Walk *walk, const std::string &sentence) { walk->map->troubles.push_back(sentence); }
-
-static const char *type_word(u16 type)
-{
-    switch (type) {
-    case BLOCK_FREE: return "free";
-    case BLOCK_MODULE_TABLE: return "module table";
-    case BLOCK_DIRECTORY: return "directory";
-    case BLOCK_NAMES: return "names";
-    case BLOCK_BODIES: return "bodies";
-    case BLOCK_TABLE: return "block table";
-    default: return "unknown";
-    }
-}
 
 // Somebody names a block: note it, and whether it is of the type that he expects. The entry, null if there is none.
 static const BlockEntry *claim(Walk *walk, u32 block, u16 type, const std::string &what)
@@ -97,7 +35,8 @@ static const BlockEntry *claim(Walk *walk, u32 block, u16 type, const std::strin
     }
     holder = what;
     if (le_get(entry->type) == type) return entry;
-    add_trouble(walk, what + ": block " + std::to_string(block) + " is marked as " + type_word(le_get(entry->type)));
+    add_trouble(walk, what + ": block " + std::to_string(block) + " is marked as " +
+                          word_of_block_type(le_get(entry->type)));
     return nullptr;
 }
 
@@ -175,7 +114,7 @@ static MapPiece piece_of(const Walk &walk, u32 block)
     i64 free = le_get(entry.free);
     u16 type = le_get(entry.type);
     MapPiece piece = { .offset = le_get(entry.offset), .size = size, .used = size - free, .block = block,
-                       .holds = type_word(type), .trouble = {} };
+                       .holds = word_of_block_type(type), .trouble = {} };
     // The first two are all in use, though their entries call them free.
     if (type == BLOCK_MODULE_TABLE || type == BLOCK_TABLE) piece.used = size;
     auto holder = walk.holds.find(block);
@@ -215,7 +154,7 @@ static void arrange(Walk *walk, std::vector<MapPiece> pieces)
 
 BlockMap read_block_map(const std::string &path)
 {
-    RawFile file(path);
+    RawFile file(path, path);
     BlockMap map;
     map.file_size = file.length;
     std::string bytes = file.read(0, sizeof(DictHeader));

@@ -41,8 +41,9 @@ static int run_change(const ChangeOptions &options)
         fail(EXIT_TROUBLE, thing, "the new body is empty, and a body cannot be emptied by a change; remove and add it");
     }
 
+    check_kind_1(thing, at);
+
     Dictionary dictionary(options.file, DICT_EXCLUSIVE);
-    refuse_kind_1(dictionary, at);
     const std::string *new_name = options.has_name ? &name : nullptr;
     if (at.levels == 2) change_module(dictionary, at, new_name, body);
     else change_resource(dictionary, at, new_name, body);

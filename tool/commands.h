@@ -19,6 +19,10 @@ void declare_change(CLI::App &app, Work &chosen);
 void declare_rm(CLI::App &app, Work &chosen);
 void declare_export(CLI::App &app, Work &chosen);
 void declare_import(CLI::App &app, Work &chosen);
+void declare_next_id(CLI::App &app, Work &chosen);
+void declare_check(CLI::App &app, Work &chosen);
+void declare_pack(CLI::App &app, Work &chosen);
+void declare_settings(CLI::App &app, Work &chosen);
 
 // A subcommand with the options that all of them have, and an example at the end of its help.
 CLI::App *declare(CLI::App &app, const std::string &name, const std::string &purpose, const std::string &examples);

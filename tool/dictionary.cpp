@@ -1,6 +1,9 @@
 #include "tool/dictionary.h"
 
+#include "engine/block_io.h"
 #include "engine/cookies.h"
+#include "engine/core_storage.h"
+#include "engine/identifiers.h"
 #include "engine/resources.h"
 #include "tool/messages.h"
 #include "tool/open_error.h"
@@ -56,11 +59,63 @@ void check_name(const std::string &thing, const std::string &name)
 
 // ---- Opening --------------------------------------------------------------------------------------------------------
 
-static void start_library()
+void start_library()
 {
-    static bool started = false;
-    if (!started && !dd_init()) fail_with(DICT_NOT_STARTED, "");
-    started = true;
+    if (!dict_set && !dd_init()) fail_with(DICT_NOT_STARTED, "");
+}
+
+// Open without the core tables.
+static DictStatus open_without_tables(i16 number, const LibraryName &name, u16 mode, DictCookie *cookie)
+{
+    DictStatus status = slot_claim((u16)number);
+    if (status) return status;
+    *cookie = { .slot = slot_find((u16)number), .selector = 0, .other_selector = 0 };
+    slot_set_path((u16)number, 0, name.text);
+    status = dict_file_open(dict_file_of_cookie(cookie), slot_path_at(cookie->slot, 0), mode, 0);
+    if (status) slot_release((u16)number);
+    return status;
+}
+
+// Resources of kind 1, and no table to tell their owners. By the table of which the library tells, too.
+static bool lacks_tables(DictFile *file)
+{
+    i16 index = module_find(file, 1, CORE_TABLES_MODULE);
+    bool has_tables = resource_entry(file, index, (i16)CORE_TABLES_TYPE, 9, nullptr, nullptr) != nullptr;
+    return !has_tables && module_count(file, 1) > 0;
+}
+
+// Opening such a file for writing would put empty tables into it, and its resources would belong to nobody for good.
+// Only an open for reading makes the tables of what is there.
+static DictStatus open_for_writing(i16 number, const LibraryName &name, u16 mode, DictCookie *cookie)
+{
+    DictStatus status = open_without_tables(number, name, mode, cookie);
+    if (status) return status;
+    bool is_old = lacks_tables(dict_file_of_cookie(cookie));
+    (void)ds_closefile(number);  // it is always 0
+    if (is_old) {
+        status = ds_openfile((u16)number, name.text, DICT_READ_ONLY, 0, cookie);
+        if (status) return status;
+        (void)ds_closefile(number);
+    }
+    status = ds_openfile((u16)number, name.text, mode, 0, cookie);
+    if (status || dict_file_is_open(dict_file_of_cookie(cookie))) return status;
+    (void)ds_closefile(number);
+    return DICT_ACCESS_DENIED;
+}
+
+static DictStatus open_for_reading(i16 number, const LibraryName &name, u16 mode, DictCookie *cookie)
+{
+    DictStatus status = ds_openfile((u16)number, name.text, mode, 0, cookie);
+    // The first open of a file without core tables makes them, and ends without them in memory; the second one has
+    // them. Where they cannot be made, since the file cannot be written to or its contents stand against it, it may
+    // still be read.
+    if (!status && !dict_has_core_tables(dict_file_of_cookie(cookie))) {
+        (void)ds_closefile(number);  // it is always 0
+        status = ds_openfile((u16)number, name.text, mode, 0, cookie);
+    }
+    if (!status && dict_file_is_open(dict_file_of_cookie(cookie))) return DICT_OK;
+    if (!status) (void)ds_closefile(number);
+    return open_without_tables(number, name, mode, cookie);
 }
 
 Dictionary::Dictionary(const std::string &path, u16 mode) : shown(path), cookie{}
@@ -71,7 +126,9 @@ Dictionary::Dictionary(const std::string &path, u16 mode) : shown(path), cookie{
     if (path.empty()) fail_with(DICT_NO_NAME, "");
     fs::path absolute = absolute_path(path);  // before the working directory changes
     LibraryName name = library_name(path);
-    DictStatus status = ds_openfile((u16)number, name.text, mode, 0, &cookie);
+    bool writes = mode != DICT_READ_ONLY;
+    DictStatus status =
+        writes ? open_for_writing(number, name, mode, &cookie) : open_for_reading(number, name, mode, &cookie);
     if (status) fail_open(status, path, absolute, mode);
 }
 
@@ -109,7 +166,8 @@ void create_dictionary(const std::string &path, bool force)
 
     // A failed write of the first bytes is told by nothing but a file that is not there.
     DictCookie cookie;
-    status = ds_openfile(0, name.text, DICT_READ_ONLY, 0, &cookie);
+    status = ds_openfile(0, name.text, DICT_EXCLUSIVE, 0, &cookie);  // which makes the core tables
+    if (!status && !dict_file_is_open(dict_file_of_cookie(&cookie))) status = DICT_ACCESS_DENIED;
     if (status) fail(EXIT_TROUBLE, path, "it could not be written" + status_note(status));
     (void)ds_closefile(0);
 }
@@ -174,6 +232,25 @@ static std::string read_names(Reading *reading, u32 name_block, const Coordinate
     return names;
 }
 
+static bool holds_core_tables(u16 type)
+{
+    return type >= CORE_TABLES_TYPE && type < CORE_TABLES_TYPE + CORE_RANGES;
+}
+
+static bool has_owners(u16 type) { return type >= 1 && type <= CORE_TYPE_MAX && core_table_size(type) > 0; }
+
+std::string owner_text(i16 owner) { return owner == NO_OWNER ? "-" : std::to_string(owner); }
+
+i16 natural_owner(i32 module) { return (i8)series_of(module); }
+
+// Where no table could tell the owner, it is the one that the library would make of the contents.
+static i16 owner_of(const Dictionary &dictionary, i32 module, u16 type, i16 id)
+{
+    bool has_table = core_table_at(dictionary.file(), type, core_id_range(id, nullptr)) != nullptr;
+    if (has_owners(type) && !has_table) return natural_owner(module);
+    return dd_get_owner(dictionary.file(), type, (u32)id);
+}
+
 static ResourceFacts resource_facts(const Dictionary &dictionary, const ResourceEntry &entry, const std::string &names,
                                     const Coordinates &type)
 {
@@ -185,7 +262,8 @@ static ResourceFacts resource_facts(const Dictionary &dictionary, const Resource
     if (le_get(entry.body_size) < 0) fail_damaged(dictionary.thing(at), "the size of the body is negative");
     return { .id = le_get(entry.id), .flags = entry.flags, .body_size = le_get(entry.body_size),
              .name = name_of_stored(std::string_view(names).substr((size_t)offset, entry.name_size),
-                                    dictionary.thing(at)) };
+                                    dictionary.thing(at)),
+             .owner = at.kind == 1 ? owner_of(dictionary, at.module, at.type, at.id) : NO_OWNER };
 }
 
 // The resources of one type, or the one of them that `wanted` tells.
@@ -317,10 +395,40 @@ void count(Counts *counts, const ModuleFacts &module)
 
 // ---- Changes --------------------------------------------------------------------------------------------------------
 
-void refuse_kind_1(const Dictionary &dictionary, const Coordinates &at)
+bool is_core_table(i32 kind, i32 module, u16 type, i16 id)
+{
+    return kind == 1 && module == CORE_TABLES_MODULE && holds_core_tables(type) && has_owners((u16)id);
+}
+
+void check_kind_1(const std::string &thing, const Coordinates &at)
 {
     if (at.kind != 1) return;
-    fail(EXIT_TROUBLE, dictionary.thing(at), "resources of kind 1 belong to series, and zuk only reads them");
+    i32 series = series_of(at.module);
+    if (series < INT16_MIN || series > INT16_MAX) {
+        fail(EXIT_TROUBLE, thing, "the library tells series apart in 16 bits, and this one is " +
+                                      std::to_string(series));
+    }
+    if (core_type_of(at.module) == CORE_TABLES_MODULE && at.module != CORE_TABLES_MODULE) {
+        fail(EXIT_TROUBLE, thing, "the library has core type 10 in series 0 alone, as module 10");
+    }
+    if (at.levels < 3) return;
+    bool holds_tables = holds_core_tables(at.type);
+    if (holds_tables && (at.module != CORE_TABLES_MODULE || at.levels < 4 || has_owners((u16)at.id))) {
+        fail(EXIT_TROUBLE, thing, "types 52 to 54 of kind 1 are the core tables, which the library keeps itself");
+    }
+    if (holds_tables || has_owners(at.type)) return;
+    fail(EXIT_TROUBLE, thing, "resources of kind 1 have owners, and the library has none for type " +
+                                  std::to_string(at.type));
+}
+
+void check_new_in_kind_1(const std::string &thing, const Coordinates &at)
+{
+    i32 series = series_of(at.module);
+    if (at.kind == 1 && (series < 0 || series > SERIES_MAX)) {
+        fail(EXIT_TROUBLE, thing, "the series of a module of kind 1 is a number from 0 to 14, and this is " +
+                                      std::to_string(series));
+    }
+    check_kind_1(thing, at);
 }
 
 static i16 index_of(const Dictionary &dictionary, const Coordinates &at)
@@ -345,28 +453,120 @@ bool resource_exists(const Dictionary &dictionary, const Coordinates &at)
 
 u16 own_type(const Dictionary &dictionary, const Coordinates &at)
 {
-    if (at.module < 1 || at.module > ID_MAX) return 0;
+    if (at.kind == 1 || at.module < 1 || at.module > ID_MAX) return 0;
     for (u16 type : { MODULE_TYPE, (u16)23 }) {
         if (entry_exists(dictionary, at, type, (i16)at.module)) return type;
     }
     return 0;
 }
 
+// The index of the module of kind 1 in which an identifier stands, or MODULE_ABSENT.
+static i16 holder_of_id(const Dictionary &dictionary, u16 type, i16 id)
+{
+    for (i16 index = 0;; index++) {
+        const ModuleEntry *module = module_entry(dictionary.file(), index);
+        if (!module || le_get(module->kind) > 1) return MODULE_ABSENT;
+        if (resource_entry(dictionary.file(), index, (i16)type, id, nullptr, nullptr)) return index;
+    }
+}
+
+// The modules in which the library looks for a name before it adds it.
+static std::vector<i32> modules_of_name(const Coordinates &at)
+{
+    if (at.kind != 1) return { at.module };
+    std::vector<i32> modules;
+    for (i32 series = 0; series < 7; series++) modules.push_back(module_in_series(core_type_of(at.module), series));
+    return modules;
+}
+
 // Why the library calls a name taken.
 static std::string words_of_taken_name(const Dictionary &dictionary, const Coordinates &at, const std::string &name)
 {
     if (type_is_module(at.type)) return "another module has this name";
-    Coordinates type = coordinates_of(at.kind, at.module, at.type);
-    std::vector<ModuleFacts> facts = read_facts(dictionary, type);
-    for (const ResourceFacts &resource : facts[0].types[0].resources) {
-        Coordinates other = coordinates_of(at.kind, at.module, at.type, resource.id);
-        if (resource.name == name) return text_of(other) + " has this name";
-        // A long list of names is searched with each name cut.
-        if (name.size() == RENAMED_MODULE_MAX_BYTES && resource.name.compare(0, name.size(), name) == 0) {
-            return "the library cannot tell the name from that of " + text_of(other) + ", which begins with it";
+    for (i32 module : modules_of_name(at)) {
+        Coordinates type = coordinates_of(at.kind, module, at.type);
+        u16 entries = 0;
+        i16 index = module_find(dictionary.file(), at.kind, module);
+        if (!resource_range(dictionary.file(), index, (i16)at.type, &entries, nullptr, nullptr)) continue;
+        std::vector<ModuleFacts> facts = read_facts(dictionary, type);
+        for (const ResourceFacts &resource : facts[0].types[0].resources) {
+            Coordinates other = coordinates_of(at.kind, module, at.type, resource.id);
+            if (resource.name == name) return text_of(other) + " has this name";
+            // A long list of names is searched with each name cut.
+            if (name.size() == RENAMED_MODULE_MAX_BYTES && resource.name.compare(0, name.size(), name) == 0) {
+                return "the library cannot tell the name from that of " + text_of(other) + ", which begins with it";
+            }
         }
     }
     return words_of(DICT_EXISTS);
+}
+
+// ---- Owners ---------------------------------------------------------------------------------------------------------
+
+// For the length of one operation an identifier of kind 1 belongs to the series of the module that is named, since that
+// is how the library finds it. Nothing happens where it does so already, as it should.
+class Reach {
+public:
+    Reach(const Dictionary &in, const Coordinates &place) : dictionary(in), at(place)
+    {
+        bool applies = at.kind == 1 && has_owners(at.type) && !holds_core_tables(at.type);
+        before = applies ? dd_get_owner(dictionary.file(), at.type, (u32)at.id) : natural_owner(at.module);
+        if (before == natural_owner(at.module)) return;
+        DictStatus status = core_owner_set(dictionary.file(), at.type, at.id, (u8)natural_owner(at.module));
+        if (status) fail_with(status, dictionary.thing(at), "its owner cannot be recorded");
+    }
+    // Record again what was recorded before.
+    void give_back() const
+    {
+        if (before != natural_owner(at.module)) set_owner(dictionary, at, before);
+    }
+
+private:
+    const Dictionary &dictionary;
+    Coordinates at;
+    i16 before;
+};
+
+void set_owner(const Dictionary &dictionary, const Coordinates &at, i16 owner)
+{
+    if (dd_get_owner(dictionary.file(), at.type, (u32)at.id) == owner) return;
+    u8 byte = owner == NO_OWNER ? CORE_FREE : (u8)owner;
+    DictStatus status = core_owner_set(dictionary.file(), at.type, at.id, byte);
+    dictionary.make_current();
+    if (!status) status = core_table_write(dictionary.file(), (i16)at.type, core_id_range(at.id, nullptr));
+    if (status) fail_with(status, dictionary.thing(at), "its owner cannot be recorded");
+}
+
+// Series whose owner byte leads back to them: the library finds no resource of the others.
+static void check_reach(const Dictionary &dictionary, const Coordinates &at)
+{
+    i32 series = series_of(at.module);
+    if (at.kind != 1 || (series == natural_owner(at.module) && series != NO_OWNER && series != CORE_FREE)) return;
+    fail(EXIT_TROUBLE, dictionary.thing(at), "the library does not find the resources of series " +
+                                                 std::to_string(series));
+}
+
+// ---- Adding ---------------------------------------------------------------------------------------------------------
+
+// What the library would notice of a new resource of kind 1 only when something of it is in the file.
+static void prepare_kind_1(const Dictionary &dictionary, const Coordinates &at, const std::string &thing)
+{
+    i16 holder = holder_of_id(dictionary, at.type, at.id);
+    if (holder != MODULE_ABSENT) {
+        i32 module = le_get(module_entry(dictionary.file(), holder)->module);
+        fail_with(DICT_EXISTS, thing, text_of(coordinates_of(1, module, at.type, at.id)) +
+                                          " has this identifier, which kind 1 has once");
+    }
+    // An owner of nothing keeps nobody out.
+    if (dd_get_owner(dictionary.file(), at.type, (u32)at.id) != NO_OWNER) {
+        (void)core_owner_set(dictionary.file(), at.type, at.id, CORE_FREE);  // its table is there
+    }
+    u8 words[256];
+    if (module_exists(dictionary, at)) return;
+    i32 other = module_find_by_name(dictionary.file(), 1, module_default_name(at.module, words));
+    if (!other) return;
+    fail_with(DICT_EXISTS, thing, "the module would get the name of " + text_of(coordinates_of(1, other)) +
+                                      "; make it first, with another");
 }
 
 // What a message names: for the resource that stands for a module, the module.
@@ -380,7 +580,7 @@ void add_resource(const Dictionary &dictionary, const Coordinates &at, const std
 {
     bool makes_module = type_is_module(at.type);
     std::string thing = thing_of(dictionary, at);
-    refuse_kind_1(dictionary, at);
+    check_kind_1(thing, at);
     check_name(thing, name);
     // Ahead of the library's own test, which for a module comes after its directory was given room.
     if (makes_module && module_exists(dictionary, at)) fail_with(DICT_EXISTS, thing, "there is such a module already");
@@ -393,7 +593,13 @@ void add_resource(const Dictionary &dictionary, const Coordinates &at, const std
     }
 
     dictionary.make_current();
-    DictStatus status = dd_add_resource(at.kind, at.module, at.type, at.id, stored.text, body.value);
+    i32 module = at.module;
+    if (at.kind == 1) {
+        prepare_kind_1(dictionary, at, thing);
+        module = core_type_of(at.module);
+        (void)dd_choose_owner((u16)series_of(at.module));  // it gives the same
+    }
+    DictStatus status = dd_add_resource(at.kind, module, at.type, at.id, stored.text, body.value);
     if (status == DICT_EXISTS) fail_with(status, thing, words_of_taken_name(dictionary, at, name));
     if (status == DICT_NOT_FOUND) {
         fail_with(status, dictionary.thing(coordinates_of(at.kind, at.module)), "there is no such module");
@@ -410,7 +616,7 @@ static void flush(const Dictionary &dictionary, const Coordinates &at)
 
 void add_bare_module(const Dictionary &dictionary, const Coordinates &at, const std::string &name)
 {
-    refuse_kind_1(dictionary, at);
+    check_kind_1(dictionary.thing(at), at);
     check_name(dictionary.thing(at), name);
     if (module_exists(dictionary, at)) fail_with(DICT_EXISTS, dictionary.thing(at), "there is such a module already");
     StoredName stored(name);
@@ -425,8 +631,9 @@ void add_bare_module(const Dictionary &dictionary, const Coordinates &at, const 
 void change_resource(const Dictionary &dictionary, const Coordinates &at, const std::string *name, const Handle &body)
 {
     std::string thing = thing_of(dictionary, at);
-    refuse_kind_1(dictionary, at);
     if (!resource_exists(dictionary, at)) fail_missing(dictionary, at);
+    check_kind_1(thing, at);
+    check_reach(dictionary, at);
     if (name && name->size() > NAME_MAX_BYTES) check_name(thing, *name);
     bool renames_module = name && type_is_module(at.type);
     if (renames_module && name->size() > RENAMED_MODULE_MAX_BYTES) {
@@ -435,8 +642,10 @@ void change_resource(const Dictionary &dictionary, const Coordinates &at, const 
 
     StoredName stored(name ? *name : "");
     dictionary.make_current();
-    DictStatus status =
-        dd_change_resource(at.kind, at.module, at.type, at.id, name ? stored.text : nullptr, body.value);
+    Reach reach(dictionary, at);
+    i32 module = at.kind == 1 ? core_type_of(at.module) : at.module;
+    DictStatus status = dd_change_resource(at.kind, module, at.type, at.id, name ? stored.text : nullptr, body.value);
+    reach.give_back();
     if (status == DICT_EXISTS) fail_with(status, thing, words_of_taken_name(dictionary, at, *name));
     if (status) fail_with(status, thing);
     // The library does not tell whether the list of modules took the name.
@@ -448,7 +657,6 @@ void change_resource(const Dictionary &dictionary, const Coordinates &at, const 
 void rename_module(const Dictionary &dictionary, const Coordinates &at, const std::string &name)
 {
     std::string thing = dictionary.thing(at);
-    refuse_kind_1(dictionary, at);
     check_name(thing, name);
     if (name.size() > RENAMED_MODULE_MAX_BYTES) {
         fail_with(DICT_BAD_NAME, thing, "the new name of a module has at most 79 bytes");
@@ -466,8 +674,9 @@ void rename_module(const Dictionary &dictionary, const Coordinates &at, const st
 
 void set_flags(const Dictionary &dictionary, const Coordinates &at, u8 flags)
 {
-    dictionary.make_current();
-    DictStatus status = dd_set_resource_flags(at.kind, at.module, at.type, (u32)at.id, flags);
+    // By its place, whoever owns it; the file takes the same bytes as by dd_set_resource_flags.
+    DictStatus status = resource_set_flags(dictionary.file(), at.kind, at.module, (i16)at.type, at.id, flags);
+    if (!status) status = directory_save(dictionary.file(), at.kind, at.module);
     if (status) fail_with(status, dictionary.thing(at));
     flush(dictionary, at);
 }
@@ -480,17 +689,39 @@ void set_version(const Dictionary &dictionary, u16 version)
 
 void remove_resource(const Dictionary &dictionary, const Coordinates &at)
 {
-    refuse_kind_1(dictionary, at);
     if (!resource_exists(dictionary, at)) fail_missing(dictionary, at);
+    check_kind_1(dictionary.thing(at), at);
+    check_reach(dictionary, at);
     dictionary.make_current();
-    DictStatus status = dd_remove_resource(at.kind, at.module, at.type, at.id);
+    Reach reach(dictionary, at);
+    i32 module = at.kind == 1 ? core_type_of(at.module) : at.module;
+    DictStatus status = dd_remove_resource(at.kind, module, at.type, at.id);
+    reach.give_back();
     if (status) fail_with(status, dictionary.thing(at));
 }
 
-void remove_module(const Dictionary &dictionary, const Coordinates &at)
+// The identifiers of a module of kind 1 that belong to its series are free when it goes.
+static void free_owners(const Dictionary &dictionary, const ModuleFacts &module)
 {
-    refuse_kind_1(dictionary, at);
-    if (!module_exists(dictionary, at)) fail_missing(dictionary, coordinates_of(at.kind, at.module));
+    std::set<std::pair<u16, i32>> changed;    // type and range
+    for (const TypeFacts &type : module.types) {
+        for (const ResourceFacts &resource : type.resources) {
+            bool owns = has_owners(type.type) && resource.owner == natural_owner(module.module);
+            if (!owns || core_owner_set(dictionary.file(), type.type, resource.id, CORE_FREE)) continue;
+            changed.insert({ type.type, core_id_range(resource.id, nullptr) });
+        }
+    }
+    dictionary.make_current();
+    for (auto [type, range] : changed) {
+        DictStatus status = core_table_write(dictionary.file(), (i16)type, range);
+        if (status) {
+            fail_with(status, dictionary.thing(coordinates_of(1, module.module)), "its owners cannot be recorded");
+        }
+    }
+}
+
+static void remove_whole_module(const Dictionary &dictionary, const Coordinates &at)
+{
     if (at.module >= 1 && at.module <= ID_MAX) {
         dictionary.make_current();
         DictStatus status = dd_remove_resource(at.kind, at.module, MODULE_TYPE, at.module);
@@ -503,8 +734,31 @@ void remove_module(const Dictionary &dictionary, const Coordinates &at)
     flush(dictionary, at);
 }
 
+void remove_module(const Dictionary &dictionary, const Coordinates &at)
+{
+    if (!module_exists(dictionary, at)) fail_missing(dictionary, coordinates_of(at.kind, at.module));
+    std::vector<ModuleFacts> kind_1;
+    if (at.kind == 1) kind_1 = read_facts(dictionary, at);
+    remove_whole_module(dictionary, at);
+    for (const ModuleFacts &module : kind_1) free_owners(dictionary, module);
+}
+
+i16 next_free_id(const Dictionary &dictionary, const Coordinates &at, bool local)
+{
+    std::string thing = dictionary.thing(at);
+    check_kind_1(thing, at);
+    if (at.kind != 1 && !type_is_module(at.type) && !module_exists(dictionary, at)) {
+        fail_missing(dictionary, coordinates_of(at.kind, at.module));
+    }
+    dictionary.make_current();
+    i16 id = local ? dd_local_uniqueid(at.kind, at.module, at.type) : dd_uniqueid(at.kind, at.module, at.type);
+    if (id < 1) fail_with(DICT_NO_ROOM, thing, "all identifiers up to 32767 are taken");
+    return id;
+}
+
 i16 next_id(const Dictionary &dictionary, const Coordinates &at)
 {
+    if (at.kind == 1) return next_free_id(dictionary, at, false);
     u16 entries = 0;
     const ResourceEntry *run =
         resource_range(dictionary.file(), index_of(dictionary, at), (i16)at.type, &entries, nullptr, nullptr);

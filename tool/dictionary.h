@@ -5,6 +5,10 @@
 //
 // Reading commands open with DICT_READ_ONLY, writing ones with DICT_EXCLUSIVE; several dictionaries can be open at
 // once.
+//
+// In kind 1 an identifier of a type stands once over all modules, and the core tables tell which series owns it. Here
+// its modules have their whole numbers; what the library is to do with an identifier, it does in the series of the
+// module that is named, whatever owner is recorded.
 #pragma once
 
 #include "engine/dict_file.h"
@@ -20,6 +24,7 @@ constexpr size_t NAME_MAX_BYTES = 254;
 constexpr size_t RENAMED_MODULE_MAX_BYTES = 79;    // the library cuts the new name of a module
 constexpr i32 ID_MAX = 32767;
 constexpr u16 MODULE_TYPE = 2;                     // the type of the resource that `add` makes for a module
+constexpr i16 NO_OWNER = -1;                       // as the library tells it
 
 // ---- Handles --------------------------------------------------------------------------------------------------------
 
@@ -41,6 +46,8 @@ struct Handle {
 
 class Dictionary {
 public:
+    // Opening a file that has no core tables makes them, as the library does; where they cannot be made, a file that is
+    // only to be read is opened without them.
     Dictionary(const std::string &path, u16 mode);
     ~Dictionary();
     Dictionary(const Dictionary &) = delete;
@@ -57,8 +64,11 @@ private:
     DictCookie cookie;
 };
 
-// Make a new, empty dictionary; a file that stands there is replaced only by `force`.
+// Make a new, empty dictionary; a file that stands there is replaced only by `force`. It has its core tables.
 void create_dictionary(const std::string &path, bool force);
+
+// For what needs the library's settings before a dictionary is open.
+void start_library();
 
 // ---- What is in it --------------------------------------------------------------------------------------------------
 
@@ -67,6 +77,7 @@ struct ResourceFacts {
     u8 flags;
     i32 body_size;                                 // 0: without a body
     std::string name;                              // whole
+    i16 owner = NO_OWNER;                          // of kind 1: the series that the core tables tell
 };
 
 struct TypeFacts {
@@ -101,8 +112,17 @@ void check_name(const std::string &thing, const std::string &name);
 
 // ---- Changes --------------------------------------------------------------------------------------------------------
 
-// Kind 1 is only read: its numbers belong to series.
-void refuse_kind_1(const Dictionary &dictionary, const Coordinates &at);
+std::string owner_text(i16 owner);                 // "-" for none
+
+// What the library cannot hold in kind 1, or keeps itself: types without owners, the core tables, core type 10 outside
+// series 0. Throws, naming `thing`; nothing for other kinds.
+void check_kind_1(const std::string &thing, const Coordinates &at);
+
+// The same of what a person adds, whose series has to be one that the library finds again: 0 to 14.
+void check_new_in_kind_1(const std::string &thing, const Coordinates &at);
+
+// A core table: the library makes it, and changes it with the resources that it tells of.
+bool is_core_table(i32 kind, i32 module, u16 type, i16 id);
 
 bool module_exists(const Dictionary &dictionary, const Coordinates &at);
 bool resource_exists(const Dictionary &dictionary, const Coordinates &at);
@@ -121,12 +141,21 @@ void change_resource(const Dictionary &dictionary, const Coordinates &at, const 
 void rename_module(const Dictionary &dictionary, const Coordinates &at, const std::string &name);
 
 void set_flags(const Dictionary &dictionary, const Coordinates &at, u8 flags);
+// Record another owner of a resource of kind 1 than the series of its module, or none.
+void set_owner(const Dictionary &dictionary, const Coordinates &at, i16 owner);
+// The owner that a resource of a module gets by being added.
+i16 natural_owner(i32 module);
 void set_version(const Dictionary &dictionary, u16 version);
 
 void remove_resource(const Dictionary &dictionary, const Coordinates &at);
-void remove_module(const Dictionary &dictionary, const Coordinates &at);
+void remove_module(const Dictionary &dictionary, const Coordinates &at);    // not for 1/10
 
-// The next free identifier above the highest of a type; throws when 32767 is taken. 1 where the type is missing.
+// The next identifier above the highest of a type, 1 where the type is missing; in kind 1 the next free one. Throws
+// when there is none up to 32767.
 i16 next_id(const Dictionary &dictionary, const Coordinates &at);
+
+// The next free identifier as the library gives them out: of the global range, or of the local one from 20000 on. For
+// types 2 and 23 the next free module number. The file may lack the module in kind 1 alone.
+i16 next_free_id(const Dictionary &dictionary, const Coordinates &at, bool local);
 
 } // namespace zuk::tool

@@ -1,5 +1,6 @@
 // zuk export: a dictionary as a folder, or the resources of one type as plain files.
 
+#include "engine/resources.h"
 #include "tool/commands.h"
 #include "tool/dictionary.h"
 #include "tool/escape.h"
@@ -18,6 +19,26 @@ struct ExportOptions {
 
 // ---- What is written ------------------------------------------------------------------------------------------------
 
+// All of the dictionary but the core tables: an import makes them of the owners. The module that holds them goes with
+// them when there is nothing else to tell of it.
+static std::vector<ModuleFacts> exported_facts(const Dictionary &dictionary)
+{
+    std::vector<ModuleFacts> modules = read_facts(dictionary, {});
+    for (ModuleFacts &module : modules) {
+        for (TypeFacts &type : module.types) {
+            std::erase_if(type.resources, [&](const ResourceFacts &resource) {
+                return is_core_table(module.kind, module.module, type.type, resource.id);
+            });
+        }
+        std::erase_if(module.types, [](const TypeFacts &type) { return type.resources.empty(); });
+    }
+    std::erase_if(modules, [](const ModuleFacts &module) {
+        return module.kind == 1 && module.module == CORE_TABLES_MODULE && module.types.empty() &&
+               module.name == default_module_name(CORE_TABLES_MODULE);
+    });
+    return modules;
+}
+
 static std::vector<PlannedFile> plan_dictionary(const Dictionary &dictionary)
 {
     std::vector<PlannedFile> files;
@@ -26,11 +47,11 @@ static std::vector<PlannedFile> plan_dictionary(const Dictionary &dictionary)
     };
     // The head first: by it a later run knows what an interrupted one has left.
     add_text(FOLDER_HEAD, head_text(le_get(dictionary.file()->header.version)));
-    for (const ModuleFacts &module : read_facts(dictionary, {})) {
+    for (const ModuleFacts &module : exported_facts(dictionary)) {
         add_text(folder_file(coordinates_of(module.kind, module.module)), module_text(module));
         for (const TypeFacts &type : module.types) {
-            if (type.resources.empty()) continue;
-            add_text(folder_file(coordinates_of(module.kind, module.module, type.type)), resources_text(type));
+            add_text(folder_file(coordinates_of(module.kind, module.module, type.type)),
+                     resources_text(module.kind, type));
             for (const ResourceFacts &resource : type.resources) {
                 if (resource.body_size == 0) continue;
                 Coordinates at = coordinates_of(module.kind, module.module, type.type, resource.id);

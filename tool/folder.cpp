@@ -77,14 +77,15 @@ std::string head_text(u16 version)
 
 std::string module_text(const ModuleFacts &module) { return "name " + escape(module.name) + "\n"; }
 
-std::string resources_text(const TypeFacts &type)
+std::string resources_text(i32 kind, const TypeFacts &type)
 {
     static const char digits[] = "0123456789ABCDEF";
     std::string text;
     for (const ResourceFacts &resource : type.resources) {
         std::string id = std::to_string(resource.id);
         text += id + "\t" + digits[resource.flags >> 4] + digits[resource.flags & 15] + "\t" +
-                (resource.body_size ? id + ".bin" : "-") + "\t" + escape(resource.name) + "\n";
+                (kind == 1 ? owner_text(resource.owner) + "\t" : "") + (resource.body_size ? id + ".bin" : "-") +
+                "\t" + escape(resource.name) + "\n";
     }
     return text;
 }
@@ -160,11 +161,11 @@ static std::string read_module_text(const fs::path &directory, const std::string
     return name;
 }
 
-static std::vector<std::string> split_tabs(const std::string &line)
+static std::vector<std::string> split_tabs(const std::string &line, size_t count)
 {
     std::vector<std::string> fields(1);
     for (char character : line) {
-        if (character == '\t' && fields.size() < 4) fields.emplace_back();
+        if (character == '\t' && fields.size() < count) fields.emplace_back();
         else fields.back() += character;
     }
     return fields;
@@ -175,6 +176,16 @@ static bool parse_flags(const std::string &text, u8 *flags)
     std::string byte;
     if (text.size() != 2 || !unescape("\\x" + text, &byte) || byte.size() != 1) return false;
     *flags = (u8)byte[0];
+    return true;
+}
+
+static bool parse_owner(const std::string &text, i16 *owner)
+{
+    *owner = NO_OWNER;
+    if (text == "-") return true;
+    i64 number = 0;
+    if (!parse_number(text, INT8_MIN, INT8_MAX, &number) || number == NO_OWNER || number == CORE_FREE) return false;
+    *owner = (i16)number;
     return true;
 }
 
@@ -207,23 +218,33 @@ static TypeFacts read_resources(const fs::path &directory, const std::string &sh
     TypeFacts type = { .type = at.type, .resources = {} };
     Lines file = read_lines(directory, shown, folder_file(at));
     std::set<std::string> names;
+    bool with_owner = at.kind == 1;
+    // The library looks for a name only in the series from 0 to 6.
+    bool may_repeat = at.kind == 1 && (at.module < 0 || series_of(at.module) > 6);
     i16 last = 0;
     for (size_t i = 0; i < file.lines.size(); i++) {
-        std::vector<std::string> fields = split_tabs(file.lines[i]);
-        if (fields.size() != 4) {
-            fail_line(file, i, "it has to hold identifier, flags, body file and name, with tabs between them");
+        std::vector<std::string> fields = split_tabs(file.lines[i], with_owner ? 5 : 4);
+        if (fields.size() != (with_owner ? 5u : 4u)) {
+            fail_line(file, i, std::string("it has to hold identifier, flags, ") + (with_owner ? "owner, " : "") +
+                                   "body file and name, with tabs between them");
         }
+        const std::string &body = fields[fields.size() - 2];
         i64 id = 0;
         if (!parse_number(fields[0], 1, ID_MAX, &id)) fail_line(file, i, "the identifier is a number from 1 to 32767");
         if (id <= last) fail_line(file, i, "the identifiers have to ascend");
         last = (i16)id;
 
-        ResourceFacts resource = { .id = (i16)id, .flags = 0, .body_size = 0, .name = read_name(file, i, fields[3]) };
+        ResourceFacts resource = { .id = (i16)id, .flags = 0, .body_size = 0,
+                                   .name = read_name(file, i, fields.back()) };
         if (!parse_flags(fields[1], &resource.flags)) fail_line(file, i, "the flags are two digits, 00 to FF");
-        if (!names.insert(resource.name).second) fail_line(file, i, "the name stands in a line before it, too");
+        if (with_owner && !parse_owner(fields[2], &resource.owner)) {
+            fail_line(file, i, "the owner is a number from -128 to 127 other than -1 and 15, or - for none");
+        }
+        bool is_new = names.insert(resource.name).second;
+        if (!is_new && !may_repeat) fail_line(file, i, "the name stands in a line before it, too");
         Coordinates place = coordinates_of(at.kind, at.module, at.type, resource.id);
-        resource.body_size = body_size(directory, file, i, fields[2], place);
-        if (fields[2] != "-") bodies->erase(folder_file(place));
+        resource.body_size = body_size(directory, file, i, body, place);
+        if (body != "-") bodies->erase(folder_file(place));
         type.resources.push_back(std::move(resource));
     }
     return type;

@@ -4,11 +4,12 @@
 //                                         version 11
 //   DIR/KIND/MODULE/module.txt            name <escaped name>
 //   DIR/KIND/MODULE/TYPE/resources.txt    ID <tab> FLAGS <tab> ID.bin or - <tab> <escaped name>
+//   DIR/1/MODULE/TYPE/resources.txt       ID <tab> FLAGS <tab> OWNER or - <tab> ID.bin or - <tab> <escaped name>
 //   DIR/KIND/MODULE/TYPE/ID.bin           the body
 //
 // docs/export-folder.md tells it whole. The same dictionary always gives the same bytes: numbers are decimal in their
 // only form, lines end in a line feed, resources stand by ascending identifier, and types without resources are left
-// out.
+// out. So are the core tables, as an import makes them of the owners.
 #pragma once
 
 #include "tool/dictionary.h"
@@ -36,7 +37,7 @@ bool belongs_to_folder(const std::string &name, PathKind kind);
 
 std::string head_text(u16 version);
 std::string module_text(const ModuleFacts &module);
-std::string resources_text(const TypeFacts &type);
+std::string resources_text(i32 kind, const TypeFacts &type);
 
 // ---- Reading --------------------------------------------------------------------------------------------------------
 

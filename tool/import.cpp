@@ -30,9 +30,12 @@ static void do_step(const Dictionary &dictionary, const ImportStep &step)
     case ImportStep::What::rename_module: rename_module(dictionary, step.at, step.name); return;
     case ImportStep::What::remove: remove_resource(dictionary, step.at); return;
     case ImportStep::What::add: add_resource(dictionary, step.at, step.name, body); break;
-    case ImportStep::What::change: change_resource(dictionary, step.at, step.has_name ? &step.name : nullptr, body); break;
+    case ImportStep::What::change:
+        change_resource(dictionary, step.at, step.has_name ? &step.name : nullptr, body);
+        break;
     }
     if (step.has_flags) set_flags(dictionary, step.at, step.flags);
+    if (step.has_owner) set_owner(dictionary, step.at, step.owner);
 }
 
 static void do_steps(const Dictionary &dictionary, const std::vector<ImportStep> &steps)

@@ -13,6 +13,8 @@
 namespace zuk::tool {
 
 using ModuleKey = std::pair<i32, i32>;     // kind and number
+using TypeAndId = std::pair<u16, i16>;     // of kind 1, where they stand once
+using TypeAndCore = std::pair<u16, i32>;   // type and core type of kind 1, which share their names over the series
 
 // The plan in the making, and what the dictionary will hold when the steps so far are done.
 struct Planning {
@@ -22,6 +24,11 @@ struct Planning {
     ImportPlan plan;
     std::string conflict;                  // the first coordinate that is taken
     size_t conflicts = 0;
+    // Of kind 1:
+    std::map<TypeAndId, std::set<i32>> holders;                   // the modules in which an identifier stands
+    std::set<std::pair<i32, TypeAndId>> removed;                  // by number of the module
+    std::map<TypeAndId, i32> planned;                             // the module in which it will stand
+    std::map<TypeAndCore, std::set<std::string>> planned_names;   // of series 0 to 6, from the modules so far
 };
 
 static std::string thing(const Planning &planning, const Coordinates &at)
@@ -32,11 +39,26 @@ static std::string thing(const Planning &planning, const Coordinates &at)
 static Planning begin(const ImportRequest &request)
 {
     Planning planning = { .request = request, .standing = {}, .module_names = {}, .plan = {}, .conflict = {},
-                          .conflicts = 0 };
-    if (!request.dictionary) return planning;
-    for (ModuleFacts &module : read_facts(*request.dictionary, {})) {
+                          .conflicts = 0, .holders = {}, .removed = {}, .planned = {}, .planned_names = {} };
+    std::vector<ModuleFacts> modules;
+    if (request.dictionary) modules = read_facts(*request.dictionary, {});
+    for (ModuleFacts &module : modules) {
         planning.module_names[{ module.kind, module.name }] = module.module;
+        for (const TypeFacts &type : module.types) {
+            if (module.kind != 1) continue;
+            for (const ResourceFacts &resource : type.resources) {
+                planning.holders[{ type.type, resource.id }].insert(module.module);
+            }
+        }
         planning.standing.emplace(ModuleKey(module.kind, module.module), std::move(module));
+    }
+    // A new dictionary has it by then.
+    ModuleKey core_tables(1, CORE_TABLES_MODULE);
+    if (!planning.standing.count(core_tables)) {
+        ModuleFacts made = { .kind = 1, .module = CORE_TABLES_MODULE,
+                             .name = default_module_name(CORE_TABLES_MODULE), .types = {} };
+        planning.module_names[{ 1, made.name }] = CORE_TABLES_MODULE;
+        planning.standing.emplace(core_tables, std::move(made));
     }
     return planning;
 }
@@ -99,6 +121,7 @@ static ImportStep addition(const Planning &planning, const Coordinates &at, cons
 {
     return { .what = ImportStep::What::add, .at = at, .name = resource.name, .has_name = true,
              .has_flags = resource.flags != 0, .flags = resource.flags,
+             .has_owner = at.kind == 1 && resource.owner != natural_owner(at.module), .owner = resource.owner,
              .body = body_path(planning, at, resource.body_size) };
 }
 
@@ -175,7 +198,7 @@ static void plan_old_module(Planning *planning, const ModuleFacts &old_module, c
         plan_own_change(planning, old_module, place, *own.facts, &name);
     }
     if (name == module.name) return;
-    note_conflict(planning, text_of(at));
+    if (planning->request.dictionary) note_conflict(planning, text_of(at));
     plan_renaming(planning, at, name, module.name);
 }
 
@@ -217,9 +240,12 @@ using Steps = std::vector<ImportStep>;
 
 // A list of names above 65,500 bytes is searched by the library with each name cut to 79 bytes: a name of exactly
 // these 79 then counts as taken. Whether the list of a type can come to that size.
-static bool list_is_long(const ImportRequest &request, const Coordinates &type, const Steps &additions)
+// In kind 1 the names of all series are searched; together they are no shorter than one list.
+static bool list_is_long(const ImportRequest &request, const Coordinates &type, const Steps &additions,
+                         const std::set<std::string> &old_names)
 {
     i64 size = 0;
+    for (const std::string &name : old_names) size += type.kind == 1 ? (i64)name.size() + 1 : 0;
     if (request.dictionary) {
         u32 block = type_name_block(request.dictionary->file(), type.kind, type.module, (i16)type.type);
         BlockEntry entry;
@@ -239,12 +265,13 @@ static bool begins_longer(const std::set<std::string> &names, const std::string 
 }
 
 // Put the additions of one type into the plan. Names of 79 bytes go ahead of the longer ones that begin with them.
+// `old_names` are those that the library meets in its search, `given_later` those of them that it accepts in a change.
 static void plan_additions(Planning *planning, const Coordinates &type, const std::set<std::string> &old_names,
-                           Steps additions)
+                           const std::set<std::string> &given_later, Steps additions)
 {
     std::set<std::string> new_names;
     for (const ImportStep &step : additions) new_names.insert(step.name);
-    bool is_long = list_is_long(planning->request, type, additions);
+    bool is_long = list_is_long(planning->request, type, additions, old_names);
     for (const ImportStep &step : additions) {
         if (!is_long || !begins_longer(old_names, step.name)) continue;
         fail_with(DICT_EXISTS, thing(*planning, step.at),
@@ -255,15 +282,19 @@ static void plan_additions(Planning *planning, const Coordinates &type, const st
                               [&](const ImportStep &step) { return begins_longer(new_names, step.name); });
     }
     for (ImportStep &step : additions) {
-        // The library adds no resource without a name, but takes the name away by a change.
-        bool unnamed = step.name.empty();
+        // The library adds no resource without a name, but takes the name away by a change; and a change alone sees no
+        // names in lower series.
+        bool changes_name = step.name.empty() || given_later.count(step.name);
         Coordinates at = step.at;
-        if (unnamed) {
+        std::string name = step.name;
+        if (changes_name) {
+            step.name.clear();
             do step.name += '?';
             while (new_names.count(step.name) || old_names.count(step.name));
         }
         planning->plan.steps.push_back(std::move(step));
-        if (unnamed) planning->plan.steps.push_back({ .what = ImportStep::What::change, .at = at, .has_name = true });
+        if (!changes_name) continue;
+        planning->plan.steps.push_back({ .what = ImportStep::What::change, .at = at, .name = name, .has_name = true });
     }
 }
 
@@ -315,7 +346,74 @@ static void plan_type(Planning *planning, const Coordinates &at, const TypeFacts
         }
         additions.push_back(addition(*planning, place, resource));
     }
-    plan_additions(planning, at, names, std::move(additions));
+    plan_additions(planning, at, names, {}, std::move(additions));
+}
+
+// ---- Kind 1 ---------------------------------------------------------------------------------------------------------
+
+// The names that stand, and stay, where the library looks for one before it adds it: in series 0 to 6.
+static std::set<std::string> names_in_series(const Planning &planning, const Coordinates &type)
+{
+    std::set<std::string> names;
+    for (i32 series = 0; series < 7; series++) {
+        Coordinates place = coordinates_of(1, core_type_of(type.module) + series * CORE_TYPES, type.type);
+        for (const auto &[id, name] : names_in(planning, place)) {
+            if (!planning.removed.count({ place.module, { type.type, id } })) names.insert(name);
+        }
+    }
+    return names;
+}
+
+// Take out what the folder has anew, in whatever series it stands.
+static void plan_removals_of_kind_1(Planning *planning, const ModuleFacts &module)
+{
+    for (const TypeFacts &type : module.types) {
+        for (const ResourceFacts &resource : type.resources) {
+            Coordinates at = coordinates_of(1, module.module, type.type, resource.id);
+            check_kind_1(planning->request.shown_folder + "/" + text_of(at), at);
+            auto [first, is_first] = planning->planned.insert({ { type.type, resource.id }, module.module });
+            if (!is_first) {
+                fail(EXIT_TROUBLE, planning->request.shown_folder + "/" + text_of(at),
+                     "it stands as " + text_of(coordinates_of(1, first->second, type.type, resource.id)) +
+                         ", too, and kind 1 has an identifier once");
+            }
+            for (i32 holder : planning->holders[{ type.type, resource.id }]) {
+                Coordinates old_place = coordinates_of(1, holder, type.type, resource.id);
+                note_conflict(planning, text_of(old_place));
+                planning->plan.steps.push_back({ .what = ImportStep::What::remove, .at = old_place });
+                planning->plan.replaced++;
+                planning->removed.insert({ holder, { type.type, resource.id } });
+            }
+        }
+    }
+}
+
+static void plan_type_of_kind_1(Planning *planning, const Coordinates &at, const TypeFacts &type, Places *places)
+{
+    std::set<std::string> names = names_in_series(*planning, at);
+    size_t fresh = 0;
+    Steps additions;
+    for (const ResourceFacts &resource : type.resources) {
+        Coordinates place = coordinates_of(1, at.module, at.type, resource.id);
+        if (names.count(resource.name)) {
+            fail_with(DICT_EXISTS, thing(*planning, place),
+                      "another resource has its name \"" + escape(resource.name) + "\"");
+        }
+        planning->plan.body_bytes += (u64)resource.body_size;
+        planning->plan.added += planning->holders[{ at.type, resource.id }].empty();
+        fresh += planning->removed.count({ at.module, { at.type, resource.id } }) == 0;  // it needs a place here
+        additions.push_back(addition(*planning, place, resource));
+    }
+    take_places(*planning, at, places, fresh);
+
+    std::set<std::string> &planned = planning->planned_names[{ at.type, core_type_of(at.module) }];
+    std::set<std::string> before = planned;
+    names.insert(before.begin(), before.end());
+    bool is_searched = at.module >= 0 && series_of(at.module) < 7;
+    for (const ImportStep &step : additions) {
+        if (is_searched) planned.insert(step.name);
+    }
+    plan_additions(planning, at, names, before, std::move(additions));
 }
 
 // ---- The whole ------------------------------------------------------------------------------------------------------
@@ -325,7 +423,11 @@ static void plan_version(Planning *planning, u16 version)
     const Dictionary *dictionary = planning->request.dictionary;
     u16 standing = dictionary ? dict_file_version(dictionary->file()) : DICT_VERSION;
     if (version == standing) return;
-    if (!planning->standing.empty()) note_conflict(planning, "the version " + std::to_string(standing));
+    bool is_empty = true;    // but for the core tables
+    for (const auto &[key, module] : planning->standing) {
+        is_empty = is_empty && key == ModuleKey(1, CORE_TABLES_MODULE);
+    }
+    if (!is_empty) note_conflict(planning, "the version " + std::to_string(standing));
     planning->plan.steps.push_back({ .what = ImportStep::What::set_version, .at = {}, .version = version });
 }
 
@@ -352,11 +454,13 @@ ImportPlan plan_export_folder(const ImportRequest &request)
     Planning planning = begin(request);
     plan_version(&planning, facts.version);
     for (const ModuleFacts &module : facts.modules) {
+        if (module.kind != 1) continue;
+        Coordinates at = coordinates_of(1, module.module);
+        check_kind_1(request.shown_folder + "/" + text_of(at), at);
+        plan_removals_of_kind_1(&planning, module);
+    }
+    for (const ModuleFacts &module : facts.modules) {
         Coordinates at = coordinates_of(module.kind, module.module);
-        if (module.kind == 1) {
-            fail(EXIT_TROUBLE, request.shown_folder + "/" + text_of(at),
-                 "resources of kind 1 belong to series, and zuk only reads them");
-        }
         auto standing = planning.standing.find({ module.kind, module.module });
         if (standing == planning.standing.end()) plan_new_module(&planning, module);
         else plan_old_module(&planning, standing->second, module);
@@ -364,7 +468,8 @@ ImportPlan plan_export_folder(const ImportRequest &request)
         Places places = places_of(request, at);
         for (const TypeFacts &type : module.types) {
             Coordinates of_type = coordinates_of(at.kind, at.module, type.type);
-            if (!type_is_module(type.type)) plan_type(&planning, of_type, type, &places);
+            if (module.kind == 1) plan_type_of_kind_1(&planning, of_type, type, &places);
+            else if (!type_is_module(type.type)) plan_type(&planning, of_type, type, &places);
         }
     }
     return finish(&planning);
@@ -382,8 +487,15 @@ static std::string name_of_folder(const fs::path &folder)
 static void plan_module_of_files(Planning *planning, const Coordinates &at, const std::string &module_name)
 {
     if (planning->standing.count({ at.kind, at.module })) return;
-    std::string name = module_name.empty() ? name_of_folder(planning->request.folder) : module_name;
+    std::string name = at.kind == 1 ? default_module_name(at.module) : name_of_folder(planning->request.folder);
+    if (!module_name.empty()) name = module_name;
     check_name(thing(*planning, at) + ": the new module", name);
+    if (at.kind == 1) {
+        claim_module_name(planning, at, "", name);
+        planning->plan.steps.push_back({ .what = ImportStep::What::add_module, .at = at, .name = name });
+        planning->plan.modules_added++;
+        return;
+    }
     if (at.module < 1 || at.module > ID_MAX) {
         fail(EXIT_TROUBLE, thing(*planning, at), "a new module has a number from 1 to 32767");
     }
@@ -405,12 +517,23 @@ static u64 body_size_of(const ImportRequest &request, const std::string &name)
     return size;
 }
 
+// The identifier above which the files get theirs. In kind 1 it is that of all series, and one that the library could
+// have given out.
+static i32 last_id_of(const Planning &planning, const Coordinates &to, const std::map<i16, std::string> &standing)
+{
+    if (to.kind != 1) return standing.empty() ? 0 : standing.rbegin()->first;
+    start_library();
+    i32 last = lowest_id - 1;
+    for (const auto &[key, modules] : planning.holders) {
+        if (key.first == to.type) last = std::max<i32>(last, key.second);
+    }
+    return last;
+}
+
 ImportPlan plan_plain_folder(const ImportRequest &request, const Coordinates &to, const std::string &module_name)
 {
     if (to.levels != 3) fail(EXIT_TROUBLE, text_of(to), "--to needs KIND/MODULE/TYPE");
-    if (to.kind == 1) {
-        fail(EXIT_TROUBLE, text_of(to), "resources of kind 1 belong to series, and zuk only reads them");
-    }
+    check_new_in_kind_1(text_of(to), to);
     if (type_is_module(to.type)) fail(EXIT_TROUBLE, text_of(to), "types 2 and 23 stand for modules, and hold no files");
 
     std::vector<std::string> files = list_plain_files(request.folder, request.shown_folder);
@@ -421,7 +544,10 @@ ImportPlan plan_plain_folder(const ImportRequest &request, const Coordinates &to
     std::map<i16, std::string> standing = names_in(planning, to);
     std::map<std::string, i16> ids;
     for (const auto &[id, name] : standing) ids[name] = id;
-    i32 last = standing.empty() ? 0 : standing.rbegin()->first;
+    i32 last = last_id_of(planning, to, standing);
+    std::set<std::string> elsewhere;    // names of kind 1 in other series
+    if (to.kind == 1) elsewhere = names_in_series(planning, to);
+    for (const auto &[id, name] : standing) elsewhere.erase(name);
     Steps additions;
     for (const std::string &name : files) {
         check_name(request.shown_folder + "/" + name, name);
@@ -434,6 +560,9 @@ ImportPlan plan_plain_folder(const ImportRequest &request, const Coordinates &to
                                                              ", and identifiers end at 32767");
         }
         Coordinates at = coordinates_of(to.kind, to.module, to.type, (i16)id);
+        if (elsewhere.count(name)) {
+            fail_with(DICT_EXISTS, thing(planning, at), "another resource has its name \"" + escape(name) + "\"");
+        }
         if (found != ids.end()) {
             note_conflict(&planning, text_of(at));
             planning.plan.steps.push_back({ .what = ImportStep::What::remove, .at = at });
@@ -447,7 +576,8 @@ ImportPlan plan_plain_folder(const ImportRequest &request, const Coordinates &to
     }
     Places places = places_of(request, module);
     take_places(planning, to, &places, planning.plan.added);
-    plan_additions(&planning, to, only_names(standing), std::move(additions));
+    elsewhere.merge(only_names(standing));
+    plan_additions(&planning, to, elsewhere, {}, std::move(additions));
     return finish(&planning);
 }
 

@@ -18,6 +18,8 @@ struct ImportStep {
     bool has_name = false;                 // of `change`; an empty name counts, too
     bool has_flags = false;
     u8 flags = 0;
+    bool has_owner = false;                // of kind 1
+    i16 owner = NO_OWNER;
     u16 version = 0;
     fs::path body = {};                    // empty: no body
 };
@@ -36,7 +38,8 @@ struct ImportRequest {
 };
 
 // Modules ascending, in each types ascending, in each identifiers ascending. The resource that stands for a module
-// makes it, ahead of the others in it.
+// makes it, ahead of the others in it. What is replaced in kind 1 goes ahead of all, since it can come to stand in
+// another series.
 ImportPlan plan_export_folder(const ImportRequest &request);
 
 // Each file below the folder as a resource of the type `to`, named by its path, with identifiers above the highest.

@@ -4,6 +4,7 @@
 //
 // Exit status: 0 done, 1 differences or damage, 2 wrong use or trouble, 3 not found, 4 locked out, 5 refused.
 
+#include "settings/settings.h"
 #include "tool/commands.h"
 #include "tool/messages.h"
 #include "tool/terminal.h"
@@ -47,6 +48,10 @@ static int run(int argc, char **argv)
     declare_rm(app, chosen);
     declare_export(app, chosen);
     declare_import(app, chosen);
+    declare_next_id(app, chosen);
+    declare_check(app, chosen);
+    declare_pack(app, chosen);
+    declare_settings(app, chosen);
 
     try {
         app.parse(argc, argv);
@@ -62,6 +67,7 @@ static int run(int argc, char **argv)
 int main(int argc, char **argv)
 {
     use_binary_streams();
+    zuk::settings_init(nullptr);  // a settings file beside the program comes first
     int result = EXIT_TROUBLE;
     try {
         result = run(argc, argv);

@@ -24,6 +24,7 @@ void fail_open(DictStatus status, const std::string &shown, const fs::path &path
     if (status == DICT_NOT_A_DICTIONARY && begins_as_dictionary(path)) {
         fail(EXIT_DAMAGE, shown, "its tables do not lie inside it" + status_note(status));
     }
+    if (status == DICT_NOT_FOUND) fail_with(status, shown, "its core tables cannot be made of what it holds");
     if (status != DICT_ACCESS_DENIED) fail_with(status, shown);
     if (fs::is_directory(path, ignored)) fail_with(status, shown, "it is a directory");
 

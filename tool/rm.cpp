@@ -1,5 +1,6 @@
 // zuk rm: take out a resource, or a module with all that is in it.
 
+#include "engine/resources.h"
 #include "tool/commands.h"
 #include "tool/dictionary.h"
 #include "tool/escape.h"
@@ -60,8 +61,11 @@ static int run_rm(const RmOptions &options)
                                       text_of(coordinates_of(at.kind, at.module)));
     }
 
+    bool is_core_module = at.levels == 2 && at.kind == 1 && at.module == CORE_TABLES_MODULE;
+    if (is_core_module) fail(EXIT_TROUBLE, thing, "it holds the core tables, which the library keeps itself");
+    check_kind_1(thing, at);
+
     Dictionary dictionary(options.file, options.dry_run ? DICT_READ_ONLY : DICT_EXCLUSIVE);
-    refuse_kind_1(dictionary, at);
     ModuleFacts module = read_facts(dictionary, at).front();
     size_t others = at.levels == 2 ? others_in(module) : 0;
     if (others && !options.force && !options.dry_run) {

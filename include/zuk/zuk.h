@@ -152,13 +152,40 @@ ZUK_API DictStatus dd_change_resource(int32_t kind, int32_t module, uint16_t typ
 /* Remove a resource; of types 2 and 23, the module numbered `id` with all that is in it. Status 3 when missing. */
 ZUK_API DictStatus dd_remove_resource(int32_t kind, int32_t module, uint16_t type, int32_t id);
 
-/* ---- Owners ---------------------------------------------------------------------------------------------------- */
+/* ---- Owners and identifiers ------------------------------------------------------------------------------------ */
 
 /* The series that owns an identifier of kind 1; -1 for a free or unknown one, 0 for types 52, 53 and 54. */
 ZUK_API int16_t dd_get_owner(DictFile *file, uint16_t type, uint32_t id);
 
 /* Choose the series that later additions of kind 1 belong to, 0 to 6; it is not checked. The result is `owner`. */
 ZUK_API uint16_t dd_choose_owner(uint16_t owner);
+
+/* The next free identifier, of types 2 and 23 the next free module number; 0 without the lock or an open file. Nothing
+ * is reserved: it stays free until a resource is added under it. */
+ZUK_API int16_t dd_uniqueid(int32_t kind, int32_t module, uint16_t type);
+
+/* ---- Sub-records of a resource body --------------------------------------------------------------------------- */
+/*
+ * A body can begin with a header of counters, followed by arrays of records of a fixed size. These four work on one
+ * record of such a body in memory, as a read returned it or as it will be added: no file is touched. `layout` (0 to 39)
+ * names one array, `index` a record of it, from 1 on; where it lies nobody has to know. engine/sub_records.cpp lists
+ * the layouts: the bytes of a record and of the header, and where the counter, a signed 16-bit number, stands in it.
+ *
+ * There is no status. No `body`, no `record`, a `layout` that does not exist, a body shorter than the header, and a
+ * record that does not lie wholly in the body: nothing happens. The index is not held against the counter, which is for
+ * the caller to read: behind the last record lie those of the next array, and index 0 is the end of the header.
+ */
+
+/* Insert a record at `index`, 1 to the counter + 1: it and all behind it, later arrays too, move up, and the counter
+ * goes up by 1. Below 1 nothing happens. `record` is not a place in the body, which is resized: `*body` is 0, and the
+ * body lost, when there is no memory. */
+ZUK_API void add_res(GHandle *body, int32_t layout, int16_t index, const void *record);
+/* Copy a record out, */
+ZUK_API void get_res(GHandle body, int32_t layout, uint16_t index, void *record);
+/* or remove it: all behind it moves down, and the counter goes down by 1. A failure is as in `add_res`. */
+ZUK_API void del_res(GHandle *body, int32_t layout, uint16_t index);
+/* Put another one in its place. */
+ZUK_API void change_res(GHandle body, int32_t layout, uint16_t index, const void *record);
 
 /* ---- Memory and strings ---------------------------------------------------------------------------------------- */
 /*

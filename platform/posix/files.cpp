@@ -14,6 +14,7 @@
 // moment, one or both are refused, and never none.
 
 #include "platform/file_rows.h"
+#include "platform/posix/names.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -25,66 +26,6 @@
 namespace zuk {
 
 static_assert(sizeof(off_t) == 8, "build with -D_FILE_OFFSET_BITS=64");
-
-// ---- Errors ---------------------------------------------------------------------------------------------------------
-
-static u32 error_of(int error)
-{
-    switch (error) {
-    case 0: return PLATFORM_OK;
-    case EMFILE:
-    case ENFILE: return PLATFORM_TOO_MANY_OPEN_FILES;
-    case EACCES:
-    case EPERM:
-    case EROFS:
-    case EISDIR:
-    case EBUSY:
-    case ETXTBSY:
-    case EBADF: return PLATFORM_ACCESS_DENIED;  // EBADF: a write through a handle for reading
-    case EAGAIN: return PLATFORM_SHARING_VIOLATION;  // another program has a lease on the file
-    case ENOSPC:
-    case EDQUOT:
-    case EFBIG: return PLATFORM_DISK_FULL;
-    case EEXIST: return PLATFORM_FILE_EXISTS;
-    case ENOENT: return PLATFORM_FILE_NOT_FOUND;
-    case ENOTDIR: return PLATFORM_PATH_NOT_FOUND;
-    case ELOOP:
-    case ENAMETOOLONG: return PLATFORM_BAD_PATHNAME;
-    case ENOMEM: return PLATFORM_NOT_ENOUGH_MEMORY;
-    default: return PLATFORM_GENERAL_FAILURE;
-    }
-}
-
-// ---- Names ----------------------------------------------------------------------------------------------------------
-
-constexpr size_t PATH_SIZE = 512;
-
-// The system's form of a native name: each backslash becomes a slash.
-static u32 path_of(const char *name, char path[PATH_SIZE])
-{
-    size_t length = strnlen(name, PATH_SIZE);
-    if (length == 0) return PLATFORM_PATH_NOT_FOUND;
-    if (length == PATH_SIZE) return PLATFORM_BAD_PATHNAME;
-
-    for (size_t i = 0; i <= length; i++) path[i] = name[i] == '\\' ? '/' : name[i];
-    return PLATFORM_OK;
-}
-
-// A name that is not there can mean the file or one of its directories, which the system does not tell apart.
-static u32 name_error_of(int error, const char path[PATH_SIZE])
-{
-    if (error != ENOENT) return error_of(error);
-
-    const char *last_slash = strrchr(path, '/');
-    if (!last_slash || last_slash == path) return PLATFORM_FILE_NOT_FOUND;
-
-    char directory[PATH_SIZE];
-    size_t length = (size_t)(last_slash - path);
-    memcpy(directory, path, length);
-    directory[length] = 0;
-    struct stat found;
-    return stat(directory, &found) == 0 ? PLATFORM_FILE_NOT_FOUND : PLATFORM_PATH_NOT_FOUND;
-}
 
 // ---- Locks of the system --------------------------------------------------------------------------------------------
 
@@ -360,6 +301,14 @@ static int rename_to_free_name(const char *from, const char *to)
     return rename(from, to) == 0 ? 0 : errno;
 }
 
+// Whether two names are those of one file: the same name, or two ways of writing it, or two links.
+static bool names_one_file(const char *first, const char *second)
+{
+    struct stat one, other;
+    if (lstat(first, &one) == -1 || lstat(second, &other) == -1) return false;
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
 static u32 posix_rename(const char *from, const char *to)
 {
     char from_path[PATH_SIZE];
@@ -372,7 +321,8 @@ static u32 posix_rename(const char *from, const char *to)
     if (error) return error;
 
     int result = rename_to_free_name(from_path, to_path);
-    if (result == EEXIST) return PLATFORM_ALREADY_EXISTS;
+    // A file that is in its own way keeps its name, and that is no failure on any system.
+    if (result == EEXIST) return names_one_file(from_path, to_path) ? PLATFORM_OK : PLATFORM_ALREADY_EXISTS;
     return name_error_of(result, to_path);  // `from` was there a moment ago
 }
 

@@ -1840,6 +1840,32 @@ TEST(block_grow, moves_a_block_while_the_table_moves_too)
     EXPECT_EQ(row_of(file, 101), "4 5027 1 0");
 }
 
+TEST(block_grow, gives_no_byte_to_a_block_and_a_free_piece_whichever_call_fails)
+{
+    // A crash has left a header without free entries, so the table grows; the block stands in a page that is not loaded
+    // again on the way.
+    constexpr u32 BLOCK = 100;
+    for (EachFailure failure; failure.next();) {
+        SCOPED_TRACE(failure.words());
+        TwoBlocks file;
+        BlockEntry entry = entry_of(file, FIRST);
+        BlockEntry none = {};
+        EXPECT_EQ(block_write_entry(file, BLOCK - 1, &entry), DICT_OK);
+        EXPECT_EQ(block_write_entry(file, FIRST - 1, &none), DICT_OK);
+        file->header.free_entries = le32(0);
+        file.reopen();
+
+        failure.start();
+        DictStatus status = block_grow(file, BLOCK, &entry, 500);
+        if (!failure.stop()) { EXPECT_EQ(status, DICT_OK); }
+        if (!file->page_cache || first_page_is_lost(file)) continue;
+
+        u32 owners = 0;  // of the bytes from 4930 on, where the block has stood
+        for (u32 block = 1; block <= 256; block++) owners += le_get(entry_of(file, block).offset) == 4930;
+        EXPECT_LE(owners, 1u);
+    }
+}
+
 TEST(block_grow, leaves_the_new_block_taken_when_the_move_fails)
 {
     TwoBlocks file;

@@ -4,6 +4,7 @@
 #include "zuk/zuk.h"
 
 #include "engine/dict_set.h"
+#include "engine/identifiers.h"
 #include "engine/resources.h"
 #include "foundation/handles.h"
 #include "foundation/pstrings.h"
@@ -56,6 +57,8 @@ void expect_reads(i32 kind, u16 type, DictStatus status)
     EXPECT_EQ(dd_get_resid(kind, 5, type, Name("name")), 0);
     EXPECT_EQ(dd_get_nresid(kind, 5, type, 1), 0);
     EXPECT_EQ(dd_get_resid_pos(kind, 5, type, 1), 0);
+    EXPECT_EQ(dd_uniqueid(kind, 5, type), 0);
+    EXPECT_EQ(dd_local_uniqueid(kind, 5, type), 0);
 
     u8 buffer[16];
     EXPECT_EQ(dd_read_into(kind, 5, type, 1, buffer, 0), status);

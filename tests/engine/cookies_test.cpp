@@ -1,6 +1,8 @@
 #include "engine/cookies.h"
 
+#include "engine/core_tables.h"
 #include "engine/lifecycle.h"
+#include "engine/module_table.h"
 #include "foundation/handles.h"
 #include "platform/file_rows.h"
 #include "tests/support/dictionary.h"
@@ -346,8 +348,16 @@ TEST(cookie_for_first_slot_plain, gives_slot_1_with_file_0_or_clears)
     cookie_for_first_slot_plain(&cookie);
     EXPECT_EQ(words(cookie), "1 0 0");
     slot_release(10);
+    cookie = UNTOUCHED;
     cookie_for_first_slot_plain(&cookie);
-    EXPECT_FALSE(cookie_is_set(&cookie));
+    EXPECT_EQ(words(cookie), "0 0 0");
+}
+
+TEST(cookie_for_first_slot_plain, clears_without_a_set)
+{
+    DictCookie cookie = UNTOUCHED;
+    cookie_for_first_slot_plain(&cookie);
+    EXPECT_EQ(words(cookie), "0 0 0");
 }
 
 // ---- Reading and changing them --------------------------------------------------------------------------------------
@@ -390,10 +400,18 @@ TEST(cookie_set_selector, stores_a_selector_whose_file_is_open)
     EXPECT_EQ(words(cookie), "1 2 0");
     for (i32 selector : { 1, 3, -1 }) EXPECT_EQ(cookie_set_selector(&cookie, selector), 0) << selector;
     EXPECT_EQ(words(cookie), "1 2 0");
-    EXPECT_EQ(cookie_set_selector(&cookie, 0), 1);
-    EXPECT_EQ(words(cookie), "1 0 0");
     cookie.slot = 2;
     EXPECT_EQ(cookie_set_selector(&cookie, 2), 0);
+}
+
+TEST(cookie_set_selector, never_stores_0)
+{
+    Started library;
+    library.add(10, { 0, 2 });
+    DictCookie cookie = { .slot = 1, .selector = 2, .other_selector = 2 };
+    EXPECT_EQ(cookie_set_selector(&cookie, 0), 0);
+    EXPECT_EQ(cookie_set_other_selector(&cookie, 0), 0);
+    EXPECT_EQ(words(cookie), "1 2 2");
 }
 
 TEST(cookie_set_other_selector, stores_a_selector_whose_file_is_open)
@@ -647,6 +665,36 @@ TEST(slot_remove, takes_the_open_files_along)
     EXPECT_EQ(dict_file_at(1, 0)->file, file);
     EXPECT_EQ(dict_file_at(1, 0)->path, slot_path_at(1, 0));
     EXPECT_FALSE(dict_file_is_open(dict_file_at(2, 0)));
+}
+
+// Slots 1 and 2 then name one platform file. What stands in memory is that of slot 1 alone, so that neither a growth
+// nor a close there leaves the other with dead pointers.
+TEST(slot_remove, leaves_a_file_that_two_slots_hold_empty_in_the_second)
+{
+    Started library;
+    library.add(10);
+    library.add(20, { 0 });
+    library.add(30);
+    DictFile *second = dict_file_at(2, 0);
+    ASSERT_EQ(core_tables_init(second), OK);
+    ASSERT_EQ(module_create(second, 2, 100, Name("first")), OK);
+    FileHandle file = second->file;
+    slot_remove(10);
+    EXPECT_EQ(dict_file_at(1, 0)->file, file);
+    EXPECT_EQ(second->file, file);
+    EXPECT_EQ(module_find(dict_file_at(1, 0), 2, 100), 0);
+    EXPECT_EQ(module_find(second, 2, 100), MODULE_ABSENT);
+
+    library.set_current(2);
+    u32 status = 0;
+    EXPECT_EQ(dd_getresourcehndl(2, 100, 2, 100, 0, &status), 0u);
+    EXPECT_EQ(status, (DictStatus)DICT_NOT_FOUND);
+    for (i32 module = 101; module <= 151; module++) {  // past the 50 entries that a module table begins with
+        ASSERT_EQ(module_create(dict_file_at(1, 0), 2, module, Name("m" + std::to_string(module))), OK);
+    }
+    EXPECT_EQ(dict_file_close(dict_file_at(1, 0)), OK);
+    EXPECT_EQ(module_find(second, 2, 100), MODULE_ABSENT);
+    EXPECT_EQ(dict_file_close(second), OK);  // once more, of a file that is closed
 }
 
 TEST(slot_remove, clears_the_last_slot_of_the_array)

@@ -1229,6 +1229,7 @@ TEST(resource_add_slots, gives_13_when_the_counter_of_slots_is_full)
     i32 length = dict_length(opened);
     EXPECT_EQ(resource_add_slots(opened, 0, OTHER), (DictStatus)DICT_NO_ROOM);
     EXPECT_EQ(type_add(opened, 0, SMALL), (DictStatus)DICT_NO_ROOM);
+    EXPECT_EQ(type_add(opened, 0, OTHER), (DictStatus)DICT_EXISTS);        // it is there: that comes first
     EXPECT_EQ(resource_add_entry(opened, 2, 100, SMALL, 1, 4, 4), (DictStatus)DICT_NO_ROOM);
     EXPECT_EQ(dict_length(opened), length);
 }

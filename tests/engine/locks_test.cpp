@@ -345,7 +345,24 @@ TEST(dict_changed, takes_a_failed_read_for_no_change)
     }
 }
 
-// The pages go first, then the module table, then the header is read, then the module table.
+TEST(dict_reload, lets_go_of_pages_and_module_table_before_it_reads)
+{
+    BareDictionary file(DICT_SHARED);
+    (void)entry_of(file, 1);
+    ASSERT_GT(gsize(file->page_cache_handle), 0);
+    bool looked = false;
+    faults_hook(FAULT_READ, 1, [&] {
+        looked = true;
+        EXPECT_EQ(gsize(file->page_cache_handle), 0);
+        EXPECT_EQ(file->module_table, nullptr);
+        EXPECT_EQ(file->directories, nullptr);
+    });
+    dict_reload(file);
+    EXPECT_TRUE(looked);
+    EXPECT_NE(file->module_table, nullptr);
+}
+
+// The header is read first, then the module table.
 TEST(dict_reload, reads_header_then_table)
 {
     BareDictionary file(DICT_SHARED);
@@ -658,7 +675,10 @@ TEST(read_lock, of_the_1001st_reader_fails)
     Other others(file.path);
     for (u32 n = 1; n <= 1000; n++) ASSERT_TRUE(file_lock(others->file, READER_BASE + n, 1));
     clock_virtual_start(0);
+    calls_reset();
     EXPECT_FALSE(read_lock(file));
+    EXPECT_EQ(call_counts().lock, 1u + 3 * 1000);   // the gate, and three rounds
+    EXPECT_EQ(call_counts().sleeps, 3u);
     ASSERT_TRUE(file_unlock(others->file, READER_BASE + 1000, 1));
     calls_reset();
     EXPECT_TRUE(read_lock(file));
@@ -865,6 +885,24 @@ TEST(write_lock, holds_the_gate_while_it_waits)
     EXPECT_EQ(lock_lines(), (Lines{ "lock 999999998+1", "lock 1000000001+1000 failed", "lock 1000000001+1000 failed",
                                     "lock 1000000001+1000", "unlock 999999998+1" }));
     EXPECT_EQ(file->lock_state, LOCK_WRITER);
+}
+
+TEST(write_lock, of_a_second_writer_holds_the_gate_for_a_minute)
+{
+    BareDictionary file(DICT_SHARED);
+    Other first(file.path), late(file.path);
+    ASSERT_TRUE(write_lock(first));
+    clock_virtual_start(0);
+    u32 waits = 0;
+    clock_on_sleep([&](u32) {
+        waits++;
+        EXPECT_FALSE(file_lock(late->file, GATE_BYTE, 1));   // where a reader stands and waits
+    });
+    EXPECT_FALSE(write_lock(file));
+    EXPECT_EQ(waits, 60u);
+    EXPECT_EQ(call_counts().slept_ms, 60000u);
+    EXPECT_TRUE(gate_is_free(late));
+    EXPECT_EQ(first->lock_state, LOCK_WRITER);
 }
 
 // A reader that comes while a writer waits stands at the gate, and gets in when the writer has given up.
@@ -1421,6 +1459,18 @@ TEST(who_takes_what, a_read_that_is_refused_by_a_writer_says_so)
         EXPECT_EQ(call_counts().slept_ms, 3000u) << reading.name;
         EXPECT_EQ(library.file()->lock_state, LOCK_NONE) << reading.name;
     }
+}
+
+TEST(who_takes_what, the_1001st_reader_gets_21)
+{
+    SharedLibrary library;
+    Other others(library.path);
+    for (u32 n = 1; n <= 1000; n++) ASSERT_TRUE(file_lock(others->file, READER_BASE + n, 1));
+    clock_virtual_start(0);
+    EXPECT_EQ(library.body(2, 101, 1, 1), "<status 21>");
+    EXPECT_EQ(dd_numresources(2, 101, 1), 0);
+    ASSERT_TRUE(file_unlock(others->file, READER_BASE + 500, 1));
+    EXPECT_EQ(library.body(2, 101, 1, 1), "body of one");
 }
 
 TEST(who_takes_what, a_read_that_is_refused_the_gate_says_so)

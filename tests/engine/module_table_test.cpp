@@ -1489,6 +1489,15 @@ TEST(module_register, gives_13_when_the_count_of_modules_is_full)
     }
 }
 
+TEST(module_register, gives_2_for_a_module_that_is_there_though_the_count_is_full)
+{
+    AfterACrash opened(dictionary_with_counts(32767, 0));
+    ASSERT_EQ(opened.status, (DictStatus)DICT_OK);
+    EXPECT_EQ(module_register(opened, 2, 1, 4, Name("new")), (DictStatus)DICT_EXISTS);
+    EXPECT_EQ(module_register(opened, 2, 40000, 4, Name("one")), (DictStatus)DICT_EXISTS);
+    EXPECT_EQ(module_register(opened, 2, 40000, 4, Name("new")), (DictStatus)DICT_NO_ROOM);
+}
+
 // ---- Removing -------------------------------------------------------------------------------------------------------
 
 TEST(module_unregister, takes_the_entry_and_the_name)

@@ -728,7 +728,13 @@ TEST(cache_clear, frees_every_record_whatever_its_pins)
     EXPECT_EQ(cache_count(), 0);
     EXPECT_EQ(handles_alive(), alive);
     EXPECT_EQ(cache_find(library.file(), 2, 101, 1, 0), -1);
+    u8 byte = 7;
+    EXPECT_EQ(cache_read(library.file(), 2, 101, 1, 0, le_get(library.body_entry().offset), 1, &byte),
+              (DictStatus)DICT_NOT_FOUND);
+    EXPECT_EQ(byte, 7);
+    calls_reset();
     EXPECT_EQ(library.body(2, 101, 1, 1), "body of one");
+    EXPECT_EQ(call_counts().read, 1u);   // from the file
 }
 
 TEST(cache_clear, makes_a_new_array_that_can_be_used)

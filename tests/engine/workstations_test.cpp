@@ -3,220 +3,13 @@
 #include "engine/cookies.h"
 #include "engine/locks.h"
 #include "files/file.h"
-#include "tests/processes/workstation.h"
 #include "tests/support/dictionary.h"
 #include "tests/support/faults.h"
+#include "tests/support/workstation.h"
 
 #include <gtest/gtest.h>
 
-#ifdef _WIN32
-#include <windows.h>
-#else
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-extern char **environ;
-#endif
-
 namespace zuk {
-
-// ---- The other process ----------------------------------------------------------------------------------------------
-
-namespace {
-
-// A program that is running, with its standard input and output.
-class Process {
-public:
-    Process();
-    ~Process();
-    Process(const Process &) = delete;
-    Process &operator=(const Process &) = delete;
-
-    void write(const std::string &text);
-    std::string read();    // some bytes; "" at the end
-    int wait();            // its exit status, when it has ended
-
-#ifdef _WIN32
-private:
-    HANDLE process = nullptr, input = nullptr, output = nullptr;
-#else
-private:
-    pid_t process = -1;
-    int input = -1, output = -1;
-#endif
-};
-
-#ifdef _WIN32
-
-Process::Process()
-{
-    SECURITY_ATTRIBUTES inherited = { sizeof inherited, nullptr, TRUE };
-    HANDLE its_input = nullptr, its_output = nullptr;
-    bool piped = CreatePipe(&its_input, &input, &inherited, 0) && CreatePipe(&output, &its_output, &inherited, 0) &&
-                 SetHandleInformation(input, HANDLE_FLAG_INHERIT, 0) &&
-                 SetHandleInformation(output, HANDLE_FLAG_INHERIT, 0);
-    EXPECT_TRUE(piped) << GetLastError();
-
-    char path[MAX_PATH];   // beside this program
-    EXPECT_GT(GetModuleFileNameA(nullptr, path, MAX_PATH), 0u);
-    std::string folder(path);
-    std::string command = '"' + folder.substr(0, folder.find_last_of('\\')) + "\\workstation.exe\"";
-
-    STARTUPINFOA start = {};
-    start.cb = sizeof start;
-    start.dwFlags = STARTF_USESTDHANDLES;
-    start.hStdInput = its_input;
-    start.hStdOutput = its_output;
-    start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-    PROCESS_INFORMATION made = {};
-    EXPECT_TRUE(CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &made))
-        << command << ": " << GetLastError();
-    process = made.hProcess;
-    CloseHandle(made.hThread);
-    CloseHandle(its_input);
-    CloseHandle(its_output);
-}
-
-Process::~Process()
-{
-    CloseHandle(input);   // at the end of its input it ends
-    (void)wait();
-    CloseHandle(output);
-    CloseHandle(process);
-}
-
-void Process::write(const std::string &text)
-{
-    DWORD done = 0;
-    (void)WriteFile(input, text.data(), (DWORD)text.size(), &done, nullptr);
-}
-
-std::string Process::read()
-{
-    char bytes[4096];
-    DWORD done = 0;
-    if (!ReadFile(output, bytes, sizeof bytes, &done, nullptr)) return "";
-    return std::string(bytes, done);
-}
-
-int Process::wait()
-{
-    DWORD status = 0;
-    WaitForSingleObject(process, INFINITE);
-    GetExitCodeProcess(process, &status);
-    return (int)status;
-}
-
-#else
-
-Process::Process()
-{
-    (void)signal(SIGPIPE, SIG_IGN);   // a process that has ended is told by its silence
-    int to[2] = { -1, -1 }, from[2] = { -1, -1 };
-    EXPECT_EQ(pipe2(to, O_CLOEXEC), 0);
-    EXPECT_EQ(pipe2(from, O_CLOEXEC), 0);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, to[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, from[1], STDOUT_FILENO);
-    std::string path = ZUK_PROCESSES_DIR "/workstation";
-    char *arguments[] = { path.data(), nullptr };
-    EXPECT_EQ(posix_spawn(&process, path.c_str(), &actions, nullptr, arguments, environ), 0) << path;
-    posix_spawn_file_actions_destroy(&actions);
-
-    ::close(to[0]);
-    ::close(from[1]);
-    input = to[1];
-    output = from[0];
-}
-
-Process::~Process()
-{
-    ::close(input);   // at the end of its input it ends
-    (void)wait();
-    ::close(output);
-}
-
-void Process::write(const std::string &text)
-{
-    EXPECT_EQ(::write(input, text.data(), text.size()), (ssize_t)text.size());
-}
-
-std::string Process::read()
-{
-    pollfd ready = { output, POLLIN, 0 };
-    if (poll(&ready, 1, 60000) <= 0) return "";   // a minute: it hangs
-    char bytes[4096];
-    ssize_t done = ::read(output, bytes, sizeof bytes);
-    return done > 0 ? std::string(bytes, (size_t)done) : std::string();
-}
-
-int Process::wait()
-{
-    if (process <= 0) return -1;
-    int status = 0;
-    if (waitpid(process, &status, 0) != process) return -1;
-    process = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-#endif
-
-// A workstation that does as it is told; tests/processes/workstation.cpp has the commands.
-class Workstation {
-public:
-    // The answer; fails the test when there is none.
-    std::string ask(const std::string &command)
-    {
-        process.write(command + "\n");
-        size_t end;
-        while ((end = unread.find('\n')) == std::string::npos) {
-            std::string more = process.read();
-            if (more.empty()) {
-                ADD_FAILURE() << "no answer to \"" << command << '"';
-                return "";
-            }
-            unread += more;
-        }
-        std::string answer = unread.substr(0, end);
-        unread.erase(0, end + 1);
-        if (!answer.empty() && answer.back() == '\r') answer.pop_back();
-        return answer;
-    }
-
-    std::string open(const Name &path, u16 mode)
-    {
-        return ask("open \"" + path.str() + "\" " + std::to_string(mode));
-    }
-
-    // "free" or "held".
-    std::string probe(const Name &path, u32 offset, u32 length)
-    {
-        return ask("probe \"" + path.str() + "\" " + std::to_string(offset) + ' ' + std::to_string(length));
-    }
-
-    void crash()
-    {
-        process.write("crash\n");
-        EXPECT_EQ(process.wait(), WORKSTATION_CRASHED);
-    }
-
-    void quit()
-    {
-        EXPECT_EQ(ask("quit"), "bye");
-        EXPECT_EQ(process.wait(), 0);
-    }
-
-private:
-    Process process;
-    std::string unread;
-};
-
-} // namespace
 
 // ---- What they work on ----------------------------------------------------------------------------------------------
 
@@ -522,9 +315,78 @@ TEST(workstations, that_extend_the_file_lose_their_lock)
     there.quit();
 }
 
+// What one adds goes under in the directory that the other has in memory: neither of them looks at the file any more.
+TEST(workstations, that_have_lost_their_locks_overwrite_each_other)
+{
+    Shared here;
+    Workstation there;
+    EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
+    EXPECT_EQ(here.add(2, 101, 5, 10, "ten", "body-of-ten"), (DictStatus)DICT_OK);
+    EXPECT_EQ(there.ask("add 2 101 6 11 eleven body-of-eleven"), OK);   // a type takes blocks at the end of the file
+    EXPECT_EQ(here.file()->lock_state, LOCK_WRITER);
+    EXPECT_EQ(there.ask("state").substr(0, 3), "-1 ");
+
+    EXPECT_EQ(there.ask("read 2 101 5 10"), "0 body-of-ten");           // from when the other still had a lock
+    EXPECT_EQ(here.body(2, 101, 6, 11), "<status 3>");
+    EXPECT_EQ(here.add(2, 101, 5, 12, "twelve", "body-of-twelve"), (DictStatus)DICT_OK);
+    Workstation third;
+    EXPECT_EQ(third.open(here.path, DICT_SHARED), OK);
+    EXPECT_EQ(third.ask("read 2 101 5 12"), "0 body-of-twelve");
+    EXPECT_EQ(third.ask("read 2 101 6 11"), "3");
+    EXPECT_EQ(there.ask("read 2 101 6 11"), "0 body-of-eleven");        // it thinks that all is well
+    third.quit();
+    there.quit();
+}
+
+// Who owns which identifier is told from memory, as it was when the file was opened; only the directory is looked at
+// again. So both are offered the same identifier, and whoever comes second cannot have it, however often he asks.
+TEST(workstations, know_the_owners_of_their_own_copy)
+{
+    Shared here;
+    here.reopen(DICT_EXCLUSIVE);
+    ASSERT_EQ(dd_choose_owner(1), 1);
+    ASSERT_EQ(here.add(1, 0, 7, 22000, "first", "makes the module, and room in it"), (DictStatus)DICT_OK);
+    here.reopen(DICT_SHARED);
+    Workstation there;
+    EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
+    EXPECT_EQ(there.ask("owner 1"), "1");
+
+    EXPECT_EQ(dd_uniqueid(1, 0, 7), 22001);
+    EXPECT_EQ(there.ask("uniqueid 1 0 7"), "22001");
+    EXPECT_EQ(here.add(1, 0, 7, 22001, "here", "from-here"), (DictStatus)DICT_OK);
+    EXPECT_EQ(dd_uniqueid(1, 0, 7), 22002);
+    EXPECT_EQ(there.ask("uniqueid 1 0 7"), "22001");
+    EXPECT_EQ(there.ask("add 1 0 7 22001 there from-there"), "2");
+    EXPECT_EQ(there.ask("read 1 0 7 22001"), "3");   // nor is it found without its owner, before the next open
+    EXPECT_EQ(there.ask("close"), OK);
+    EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
+    EXPECT_EQ(there.ask("read 1 0 7 22001"), "0 from-here");
+    EXPECT_EQ(there.ask("uniqueid 1 0 7"), "22002");
+    there.quit();
+}
+
+// The last of 1,000 reader bytes goes to a reader; the next one finds none.
+TEST(workstations, are_1000_readers_at_most)
+{
+    Shared here;
+    Workstation there, last;
+    EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
+    EXPECT_EQ(last.open(here.path, DICT_SHARED), OK);
+    for (u32 byte = 1; byte < 1000; byte++) {
+        ASSERT_EQ(there.ask("hold " + std::to_string(1000000000 + byte) + " 1"), "held") << byte;
+    }
+    EXPECT_TRUE(read_lock(here.file()));
+    EXPECT_EQ(here.file()->lock_state, 1000);
+    EXPECT_EQ(last.ask("read 2 101 1 1"), LOCKED_OUT);
+    read_unlock(here.file());
+    EXPECT_EQ(last.ask("read 2 101 1 1"), "0 body-of-one");
+    last.quit();
+    there.quit();
+}
+
 // ---- Open modes -----------------------------------------------------------------------------------------------------
 
-TEST(workstations, share_a_file_by_their_modes)
+TEST(workstations_by_mode, share_a_file_by_their_modes)
 {
     Shared here;
     ASSERT_EQ(ds_closefile(1), (DictStatus)DICT_OK);
@@ -543,7 +405,7 @@ TEST(workstations, share_a_file_by_their_modes)
     }
 }
 
-TEST(workstations, that_crash_leave_no_mode_behind)
+TEST(workstations_by_mode, that_crash_leave_no_mode_behind)
 {
     Shared here;
     ASSERT_EQ(ds_closefile(1), (DictStatus)DICT_OK);
@@ -556,7 +418,7 @@ TEST(workstations, that_crash_leave_no_mode_behind)
     }
 }
 
-TEST(workstations, do_not_replace_or_delete_what_another_has_open)
+TEST(workstations_by_mode, do_not_replace_or_delete_what_another_has_open)
 {
     Shared here;
     ASSERT_EQ(ds_closefile(1), (DictStatus)DICT_OK);
@@ -576,7 +438,7 @@ TEST(workstations, do_not_replace_or_delete_what_another_has_open)
 }
 
 // A dictionary that one workstation makes is one to the other.
-TEST(workstations, open_what_another_has_made)
+TEST(workstations_by_mode, open_what_another_has_made)
 {
     Shared here;
     Workstation there;

@@ -762,6 +762,17 @@ TEST(file_rename, onto_an_existing_file_gives_3)
     EXPECT_EQ(fresh.dir.content("b"), "two");
 }
 
+TEST(file_rename, onto_its_own_name_is_no_failure)
+{
+    Fresh fresh;
+    Name a = fresh.dir.put("a", "text");
+    Name again = a;
+    file_error = FILE_OK;
+    EXPECT_EQ(file_rename(a, again), FILE_OK);
+    EXPECT_EQ(file_error, FILE_OK);
+    EXPECT_EQ(fresh.dir.content("a"), "text");
+}
+
 TEST(file_rename, of_an_open_file_gives_5)
 {
     Fresh fresh;

@@ -483,6 +483,7 @@ TEST(c_format, puts_text_into_its_width)
     EXPECT_EQ(formatted("%-5s|", "abc"), "abc  |");
     EXPECT_EQ(formatted("%2s", "abc"), "abc");
     EXPECT_EQ(formatted("%s|%3s|", "", ""), "|   |");
+    EXPECT_EQ(formatted("%ls%4lp%d", "abc", Text("de").bytes, 7), "abc  de7");  // an l says nothing to text
 }
 
 TEST(c_format, fills_text_with_zeros_for_the_zero_flag)
@@ -649,6 +650,24 @@ TEST(pstr_scan, skips_all_blanks_for_one_in_the_format)
     EXPECT_EQ(c, 'd');
     scan("  e", " %c", &c);
     EXPECT_EQ(c, 'e');
+}
+
+TEST(pstr_scan, knows_six_blanks)
+{
+    const std::string six = " \t\n\v\f\r";
+    for (i32 i = 1; i < 256; i++) {
+        std::string character(1, (char)i);
+        bool blank = six.find((char)i) != std::string::npos;
+
+        // In front of a number of the source; a digit or a sign belongs to the number.
+        i16 expected = blank || i == '+' ? 5 : i == '-' ? -5 : UNTOUCHED;
+        if (i >= '0' && i <= '9') expected = (i16)((i - '0') * 10 + 5);
+        EXPECT_EQ(scanned_short(character + "5", "%d"), expected) << i;
+        // Behind a word, which it ends; nothing else does.
+        EXPECT_EQ(scanned_bytes("a" + character, "%s"), with_terminator(blank ? "a" : "a" + character)) << i;
+        // In the format, where it need not be met.
+        EXPECT_EQ(scanned_short("5", (character + "%d").c_str()), blank ? 5 : UNTOUCHED) << i;
+    }
 }
 
 TEST(pstr_scan, ends_at_a_character_that_differs)
@@ -1036,6 +1055,18 @@ TEST(str_to_long, skips_blanks_on_both_sides_of_the_sign)
     EXPECT_EQ(str_to_long("- 5"), -5);
     EXPECT_EQ(str_to_long(" + \t5"), 5);
     EXPECT_EQ(str_to_long("\xA0" "5"), 0);  // no blank of ASCII
+}
+
+TEST(str_to_long, knows_six_blanks)
+{
+    const std::string six = " \t\n\v\f\r";
+    for (i32 i = 1; i < 256; i++) {
+        if (i >= '0' && i <= '9') continue;
+        i32 expected = six.find((char)i) != std::string::npos ? -5 : 0;
+        EXPECT_EQ(str_to_long((std::string(1, (char)i) + "-5").c_str()), expected) << i;
+        EXPECT_EQ(str_to_long(("-" + std::string(1, (char)i) + "5").c_str()), expected) << i;
+        EXPECT_EQ(pstr_to_long(Text(std::string(1, (char)i) + "-5")), expected) << i;
+    }
 }
 
 TEST(str_to_long, stops_at_the_largest_value)

@@ -114,6 +114,46 @@ TEST(faults_start, fails_each_call_of_files_with_the_error_of_the_fault)
     EXPECT_EQ(platform_files->close(file), PLATFORM_INVALID_HANDLE);  // it was closed all the same
 }
 
+TEST(faults_start, fails_each_call_of_directories)
+{
+    TempDir dir;
+    dir.put("a.txt", "");
+    std::string d = dir.native("d");
+    char text[PLATFORM_PATH_SIZE] = "untouched";
+    PlatformSearch failed = 0, search = 0;
+    EXPECT_EQ(platform_directories->find_first(dir.native("*.txt").c_str(), &search, text), PLATFORM_OK);
+    strcpy(text, "untouched");
+    calls_reset();
+    faults_start({ .call = FAULT_ANY, .from_then_on = true, .error = PLATFORM_DISK_FULL });
+    EXPECT_EQ(platform_directories->make(d.c_str()), PLATFORM_DISK_FULL);
+    EXPECT_EQ(platform_directories->change(d.c_str()), PLATFORM_DISK_FULL);
+    EXPECT_EQ(platform_directories->temporary(text), PLATFORM_DISK_FULL);
+    EXPECT_EQ(platform_directories->make_temporary(d.c_str(), text), PLATFORM_DISK_FULL);
+    EXPECT_EQ(platform_directories->find_first("*.*", &failed, text), PLATFORM_DISK_FULL);
+    EXPECT_EQ(platform_directories->find_next(search, text), PLATFORM_DISK_FULL);
+    EXPECT_EQ(failed, PLATFORM_FAILED_SEARCH);
+    EXPECT_STREQ(text, "untouched");
+    EXPECT_FALSE(dir.has("d"));
+    platform_directories->find_close(search);
+    EXPECT_EQ(call_lines(), (Lines{ "make_directory " + d + " failed", "change_directory " + d + " failed",
+                                    "temporary failed", "make_temporary " + d + " failed", "find_first *.* failed",
+                                    "find_next failed", "find_close" }));
+}
+
+TEST(faults_start, fails_each_call_of_libraries)
+{
+    void *library = platform_libraries->load("ZUKOPTS.DLL");
+    ASSERT_NE(library, nullptr);
+    faults_start({ .call = FAULT_ANY, .from_then_on = true });
+    EXPECT_EQ(platform_libraries->load("ZUKOPTS.DLL"), nullptr);
+    EXPECT_EQ(platform_libraries->entry(library, "DLLFunction1"), nullptr);
+    platform_libraries->free(library);
+    platform_diagnostics->debug_break();
+    EXPECT_EQ(call_lines(), (Lines{ "load ZUKOPTS.DLL", "load ZUKOPTS.DLL failed", "entry DLLFunction1 failed",
+                                    "unload", "debug_break" }));
+    EXPECT_EQ(call_counts().debug_break, 1u);
+}
+
 TEST(faults_start, cuts_a_write_short_without_an_error)
 {
     TempDir dir;

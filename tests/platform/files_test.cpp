@@ -435,6 +435,22 @@ TEST_F(native_rename, refuses_a_file_that_is_open_in_any_mode)
     }
 }
 
+TEST_F(native_rename, onto_its_own_name_is_no_failure)
+{
+    dir.put("a", "one");
+    std::filesystem::create_directory(dir.path("d"));
+    EXPECT_EQ(native_files.rename(dir.native("a").c_str(), dir.native("a").c_str()), PLATFORM_OK);
+    EXPECT_EQ(native_files.rename(dir.native("a").c_str(), dir.native("d/../a").c_str()), PLATFORM_OK);
+    EXPECT_EQ(dir.content("a"), "one");
+    EXPECT_EQ(native_files.rename(dir.native("d").c_str(), dir.native("d").c_str()), PLATFORM_OK);
+    EXPECT_TRUE(dir.has("d"));
+    EXPECT_EQ(native_files.rename(dir.native("b").c_str(), dir.native("b").c_str()), PLATFORM_FILE_NOT_FOUND);
+
+    FileHandle file = open_file("a");
+    EXPECT_EQ(native_files.rename(dir.native("a").c_str(), dir.native("a").c_str()), PLATFORM_SHARING_VIOLATION);
+    native_files.close(file);
+}
+
 TEST_F(native_rename, takes_a_directory_too)
 {
     std::filesystem::create_directory(dir.path("d"));

@@ -434,6 +434,8 @@ TEST(posix_rename, goes_by_a_second_name_where_the_file_system_does_not_know_the
 
     EXPECT_EQ(rename_without(no_call, dir, "c", "b"), PLATFORM_ALREADY_EXISTS);
     EXPECT_EQ(dir.content("b"), "two");
+    EXPECT_EQ(rename_without(no_call, dir, "b", "b"), PLATFORM_OK);
+    EXPECT_EQ(dir.content("b"), "two");
     EXPECT_EQ(rename_without(no_call, dir, "b", "d/b"), PLATFORM_PATH_NOT_FOUND);
 }
 
@@ -445,6 +447,8 @@ TEST(posix_rename, without_links_looks_first)
     u32 result = rename_without(no_links, dir, "a", "b");
     SKIP_WITHOUT_FILTER(result);
     EXPECT_EQ(result, PLATFORM_ALREADY_EXISTS);
+    EXPECT_EQ(dir.content("b"), "two");
+    EXPECT_EQ(rename_without(no_links, dir, "b", "b"), PLATFORM_OK);
     EXPECT_EQ(dir.content("b"), "two");
     EXPECT_EQ(rename_without(no_links, dir, "a", "c"), PLATFORM_OK);
     EXPECT_EQ(dir.content("c"), "one");

@@ -16,6 +16,12 @@
 //   name KIND MODULE TYPE ID                 the status and the name
 //   state                                    lock_state and change_count, as they are in memory
 //   hold OFFSET LENGTH                       a byte range, by the open dictionary's own handle; "held" or "refused"
+//   work WORKER ROUNDS SEED                  so many operations on resources of its own and reads of all others', in
+//                                            module 101 of kind 2; "OPERATIONS REFUSED WRONG", as numbers
+//   verify WORKER                            its own resources against what it left; how many there are, and how many
+//                                            are wrong
+//   owner SERIES                             the series that adds go to from now on; the series
+//   uniqueid KIND MODULE TYPE                the next free identifier
 //   probe PATH OFFSET LENGTH                 by a handle opened for it in mode 0; "free", "held", or "error" and a code
 //   crash                                    the end, with nothing closed or given up
 //   quit                                     the end; "bye"
@@ -37,8 +43,10 @@
 
 #include <iomanip>
 #include <iostream>
+#include <random>
 #include <sstream>
 #include <string>
+#include <thread>
 
 namespace zuk {
 
@@ -169,6 +177,128 @@ static std::string probe(std::istream &words)
     return free ? "free" : "held";
 }
 
+// ---- Work without orders --------------------------------------------------------------------------------------------
+
+// What a worker has left in the file: the body of each of its resources; "" for none.
+static std::string own_bodies[WORK_RESOURCES];
+static bool alive[WORK_RESOURCES];
+
+static i16 id_of(u32 worker, u32 which) { return (i16)(worker * WORK_RESOURCES + which + 1); }
+
+// A body tells whose it is and how long: "7:300:aaa...", so that a torn one is seen by anybody.
+static std::string body_for(i16 id, u32 length)
+{
+    return std::to_string(id) + ':' + std::to_string(length) + ':' + std::string(length, (char)('a' + id % 26));
+}
+
+static bool is_whole(i16 id, const std::string &body)
+{
+    size_t colon = body.find(':');
+    if (colon == std::string::npos) return false;
+    u32 length = (u32)strtoul(body.c_str() + colon + 1, nullptr, 10);
+    return body == body_for(id, length);
+}
+
+// Until the lock is had; each refusal is counted.
+template <class Operation> static DictStatus insist(Operation operation, u32 *refused)
+{
+    DictStatus status = operation();
+    while (status == DICT_LOCKED_OUT) {
+        ++*refused;
+        std::this_thread::yield();
+        status = operation();
+    }
+    return status;
+}
+
+static DictStatus read_body(i16 id, std::string *body)
+{
+    u32 status = 0;
+    GHandle handle = dd_getresourcehndl(2, WORK_MODULE, WORK_TYPE, (u16)id, 0, &status);
+    *body = handle ? take(handle) : "";
+    return (DictStatus)status;
+}
+
+// One operation on a resource of this worker. True if the file and the worker agree on it.
+static bool work_on(u32 worker, u32 which, u32 dice, u32 *refused)
+{
+    i16 id = id_of(worker, which);
+    std::string &own = own_bodies[which];
+    if (!alive[which] || dice % 4 == 0) {
+        std::string body = body_for(id, dice / 4 % WORK_LONGEST);
+        GHandle handle = handle_of(body);
+        Name name("resource " + std::to_string(id));
+        bool fresh = !alive[which];
+        DictStatus status = insist([&] {
+            if (fresh) return dd_add_resource(2, WORK_MODULE, WORK_TYPE, id, name, handle);
+            return dd_change_resource(2, WORK_MODULE, WORK_TYPE, id, nullptr, handle);
+        }, refused);
+        gfree(handle);
+        if (status) return false;
+        alive[which] = true;
+        own = body;
+        return true;
+    }
+    if (dice % 4 == 1) {
+        if (insist([&] { return dd_remove_resource(2, WORK_MODULE, WORK_TYPE, id); }, refused)) return false;
+        alive[which] = false;
+        return true;
+    }
+    std::string body;
+    return insist([&] { return read_body(id, &body); }, refused) == DICT_OK && body == own;
+}
+
+static std::string work(std::istream &words)
+{
+    u32 worker = 0, rounds = 0, seed = 0;
+    words >> worker >> rounds >> seed;
+    std::mt19937 random(seed);
+    u32 refused = 0, wrong = 0;
+    for (u32 round = 0; round < rounds; round++) {
+        u32 dice = (u32)random(), which = (u32)random() % WORK_RESOURCES;
+        if (dice % 2) {
+            wrong += !work_on(worker, which, dice / 2, &refused);
+            continue;
+        }
+        // Somebody's, perhaps one's own: there or not, but never in pieces.
+        i16 id = id_of((u32)random() % WORKERS_MOST, which);
+        std::string body;
+        DictStatus status = insist([&] { return read_body(id, &body); }, &refused);
+        wrong += status == DICT_OK ? !is_whole(id, body) : status != DICT_NOT_FOUND;
+    }
+    return std::to_string(rounds) + ' ' + std::to_string(refused) + ' ' + std::to_string(wrong);
+}
+
+static std::string verify(std::istream &words)
+{
+    u32 worker = 0, there = 0, wrong = 0, refused = 0;
+    words >> worker;
+    for (u32 which = 0; which < WORK_RESOURCES; which++) {
+        i16 id = id_of(worker, which);
+        std::string body;
+        DictStatus status = insist([&] { return read_body(id, &body); }, &refused);
+        there += alive[which];
+        wrong += alive[which] ? status || body != own_bodies[which] : status != DICT_NOT_FOUND;
+    }
+    return std::to_string(there) + ' ' + std::to_string(wrong);
+}
+
+// ---- Orders ---------------------------------------------------------------------------------------------------------
+
+static std::string owner(std::istream &words)
+{
+    i16 series = 0;
+    words >> series;
+    return std::to_string(dd_choose_owner(series));
+}
+
+static std::string uniqueid(std::istream &words)
+{
+    i32 kind = 0, module = 0, type = 0;
+    words >> kind >> module >> type;
+    return std::to_string(dd_uniqueid(kind, module, (u16)type));
+}
+
 static std::string obey(const std::string &line)
 {
     std::istringstream words(line);
@@ -186,6 +316,10 @@ static std::string obey(const std::string &line)
     if (command == "name") return name(words);
     if (command == "state") return state();
     if (command == "hold") return hold(words);
+    if (command == "work") return work(words);
+    if (command == "verify") return verify(words);
+    if (command == "owner") return owner(words);
+    if (command == "uniqueid") return uniqueid(words);
     if (command == "probe") return probe(words);
     if (command == "crash") _exit(WORKSTATION_CRASHED);
     return "what is \"" + line + "\"?";

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <unordered_map>
 
@@ -45,6 +47,9 @@ struct FaultState {
     PlatformLocalTime local_time;
     std::function<void(u32)> on_sleep;
 
+    std::string windows_directory;   // none if empty
+    std::string module_path;         // the real one if empty
+
     std::map<FileHandle, std::string> open_files;  // by their native names
 
     u32 test;
@@ -66,9 +71,12 @@ static bool matches(FaultCall asked, FaultCall call)
 {
     bool memory = call == FAULT_ALLOC || call == FAULT_RESIZE;
     bool files = call >= FAULT_OPEN && call <= FAULT_UNLOCK;
+    bool directories = call >= FAULT_MAKE_DIRECTORY && call <= FAULT_FIND_NEXT;
     if (asked == FAULT_ANY_MEMORY) return memory;
     if (asked == FAULT_ANY_FILE) return files;
-    if (asked == FAULT_ANY) return memory || files;
+    bool profiles = call >= FAULT_PROFILE_READ && call <= FAULT_FULL_PATH && call != FAULT_PROFILE_FLUSH;
+    bool libraries = call == FAULT_LOAD || call == FAULT_ENTRY;
+    if (asked == FAULT_ANY) return memory || files || directories || libraries || profiles;
     return asked == call;
 }
 
@@ -304,6 +312,163 @@ static void virtual_local_time(PlatformLocalTime *now)
     else native_clock.local_time(now);
 }
 
+// ---- Directories and temporary files --------------------------------------------------------------------------------
+
+static u32 faulty_make_directory(const char *name)
+{
+    return call_by_name(FAULT_MAKE_DIRECTORY, &CallCounts::make_directory, name,
+                        [&] { return native_directories.make(name); });
+}
+
+static u32 faulty_change_directory(const char *name)
+{
+    return call_by_name(FAULT_CHANGE_DIRECTORY, &CallCounts::change_directory, name,
+                        [&] { return native_directories.change(name); });
+}
+
+static u32 faulty_temporary(char *path)
+{
+    return call_by_name(FAULT_TEMPORARY, &CallCounts::temporary, {},
+                        [&] { return native_directories.temporary(path); });
+}
+
+static u32 faulty_make_temporary(const char *directory, char *path)
+{
+    return call_by_name(FAULT_MAKE_TEMPORARY, &CallCounts::make_temporary, directory,
+                        [&] { return native_directories.make_temporary(directory, path); });
+}
+
+static u32 faulty_find_first(const char *pattern, PlatformSearch *search, char *name)
+{
+    *search = PLATFORM_FAILED_SEARCH;
+    return call_by_name(FAULT_FIND_FIRST, &CallCounts::find_first, pattern,
+                        [&] { return native_directories.find_first(pattern, search, name); });
+}
+
+static u32 faulty_find_next(PlatformSearch search, char *name)
+{
+    return call_by_name(FAULT_FIND_NEXT, &CallCounts::find_next, {},
+                        [&] { return native_directories.find_next(search, name); });
+}
+
+static void faulty_find_close(PlatformSearch search)
+{
+    count(&CallCounts::find_close);
+    (void)fate_of(FAULT_FIND_CLOSE);  // only for its hook
+    log({ FAULT_FIND_CLOSE, 0, 0, 0, 0, true, {} });
+    native_directories.find_close(search);
+}
+
+// ---- Optional library -----------------------------------------------------------------------------------------------
+
+static void *faulty_load(const char *name)
+{
+    count(&CallCounts::load);
+    void *library = fate_of(FAULT_LOAD) == FAILS ? nullptr : native_libraries.load(name);
+    log({ FAULT_LOAD, 0, 0, 0, 0, library != nullptr, name });
+    return library;
+}
+
+static PlatformEntry faulty_entry(void *library, const char *name)
+{
+    count(&CallCounts::entry);
+    PlatformEntry entry = fate_of(FAULT_ENTRY) == FAILS ? nullptr : native_libraries.entry(library, name);
+    log({ FAULT_ENTRY, 0, 0, 0, 0, entry != nullptr, name });
+    return entry;
+}
+
+static void faulty_unload(void *library)
+{
+    count(&CallCounts::unload);
+    (void)fate_of(FAULT_UNLOAD);  // only for its hook
+    log({ FAULT_UNLOAD, 0, 0, 0, 0, true, {} });
+    native_libraries.free(library);
+}
+
+// ---- Diagnostics ----------------------------------------------------------------------------------------------------
+
+static void counted_debug_break()
+{
+    count(&CallCounts::debug_break);
+    (void)fate_of(FAULT_DEBUG_BREAK);  // only for its hook
+    log({ FAULT_DEBUG_BREAK, 0, 0, 0, 0, true, {} });
+}
+
+// ---- Profiles and paths ---------------------------------------------------------------------------------------------
+
+static u32 faulty_profile_read(const char *file, const char *section, const char *key, char *value, u32 size)
+{
+    count(&CallCounts::profile_read);
+    bool fails = fate_of(FAULT_PROFILE_READ) == FAILS;
+    u32 length = 0;
+    if (!fails) length = native_profiles.read(file, section, key, value, size);
+    else if (size) value[0] = 0;
+    log({ FAULT_PROFILE_READ, 0, 0, size, length, !fails, std::string(file) + " [" + section + "] " + key });
+    return length;
+}
+
+static u32 faulty_profile_number(const char *file, const char *section, const char *key)
+{
+    count(&CallCounts::profile_number);
+    bool fails = fate_of(FAULT_PROFILE_NUMBER) == FAILS;
+    u32 number = fails ? 0 : native_profiles.read_number(file, section, key);
+    log({ FAULT_PROFILE_NUMBER, 0, 0, 0, 0, !fails, std::string(file) + " [" + section + "] " + key });
+    return number;
+}
+
+static u32 faulty_profile_write(const char *file, const char *section, const char *key, const char *value)
+{
+    return call_by_name(FAULT_PROFILE_WRITE, &CallCounts::profile_write,
+                        std::string(file) + " [" + section + "] " + key + "=" + value,
+                        [&] { return native_profiles.write(file, section, key, value); });
+}
+
+static void faulty_profile_flush(const char *file)
+{
+    count(&CallCounts::profile_flush);
+    (void)fate_of(FAULT_PROFILE_FLUSH);  // only for its hook
+    log({ FAULT_PROFILE_FLUSH, 0, 0, 0, 0, true, file });
+    native_profiles.flush(file);
+}
+
+// A call that gives a path.
+template <typename Call>
+static u32 path_call(FaultCall call, u32 CallCounts::*counter, std::string name, char *path, u32 size, Call native)
+{
+    count(counter);
+    if (size) path[0] = 0;
+    u32 length = fate_of(call) == FAILS ? 0 : native();
+    log({ call, 0, 0, size, length, length != 0, std::move(name) });
+    return length;
+}
+
+static u32 give_path(const std::string &from, char *path, u32 size)
+{
+    if (from.size() >= size) return 0;
+    memcpy(path, from.c_str(), from.size() + 1);
+    return (u32)from.size();
+}
+
+static u32 faulty_windows_directory(char *path, u32 size)
+{
+    return path_call(FAULT_WINDOWS_DIRECTORY, &CallCounts::windows_directory, {}, path, size,
+                     [&] { return give_path(state().windows_directory, path, size); });
+}
+
+static u32 faulty_module_path(void *module, char *path, u32 size)
+{
+    return path_call(FAULT_MODULE_PATH, &CallCounts::module_path, {}, path, size, [&] {
+        const std::string &known = state().module_path;
+        return known.empty() ? native_paths.module(module, path, size) : give_path(known, path, size);
+    });
+}
+
+static u32 faulty_full_path(const char *name, char *path, u32 size)
+{
+    return path_call(FAULT_FULL_PATH, &CallCounts::full_path, name, path, size,
+                     [&] { return native_paths.full(name, path, size); });
+}
+
 // ---- The tables, and their place ------------------------------------------------------------------------------------
 
 static const PlatformMemory faulty_memory = { .alloc = faulty_alloc, .resize = faulty_resize, .free = faulty_free };
@@ -331,6 +496,35 @@ static const PlatformClock virtual_clock = {
     .local_time = virtual_local_time,
 };
 
+static const PlatformDirectories faulty_directories = {
+    .make = faulty_make_directory,
+    .change = faulty_change_directory,
+    .temporary = faulty_temporary,
+    .make_temporary = faulty_make_temporary,
+    .find_first = faulty_find_first,
+    .find_next = faulty_find_next,
+    .find_close = faulty_find_close,
+};
+
+static const PlatformLibraries faulty_libraries = {
+    .load = faulty_load, .entry = faulty_entry, .free = faulty_unload
+};
+
+static const PlatformDiagnostics counted_diagnostics = { .debug_break = counted_debug_break };
+
+static const PlatformProfiles faulty_profiles = {
+    .read = faulty_profile_read,
+    .read_number = faulty_profile_number,
+    .write = faulty_profile_write,
+    .flush = faulty_profile_flush,
+};
+
+static const PlatformPaths faulty_paths = {
+    .windows_directory = faulty_windows_directory,
+    .module = faulty_module_path,
+    .full = faulty_full_path,
+};
+
 static void reset_all()
 {
     FaultState &s = state();
@@ -341,6 +535,8 @@ static void reset_all()
     s.on_sleep = nullptr;
     s.clock_virtual = false;
     s.local_time_virtual = false;
+    s.windows_directory.clear();
+    s.module_path.clear();
     calls_reset();
 }
 
@@ -358,6 +554,14 @@ static bool put_in_front()
     platform_memory = &faulty_memory;
     platform_files = &faulty_files;
     platform_clock = &virtual_clock;
+    platform_directories = &faulty_directories;
+    platform_libraries = &faulty_libraries;
+    platform_diagnostics = &counted_diagnostics;
+    platform_profiles = &faulty_profiles;
+    platform_paths = &faulty_paths;
+#ifndef _WIN32
+    setenv("ZUK_CONFIG_DIR", "/dev/null/none", 1);  // for the programs that tests start; nothing can be made there
+#endif
     testing::UnitTest::GetInstance()->listeners().Append(new ResetBetweenTests);
     return true;
 }
@@ -400,8 +604,12 @@ static std::string line_of(const CallRecord &record)
     static const char *const words[] = {
         "", "alloc", "resize", "free", "open", "close", "read", "write", "seek", "tell", "size", "set_end",
         "create", "remove", "rename", "lock", "unlock", "sleep",
+        "make_directory", "change_directory", "temporary", "make_temporary", "find_first", "find_next", "find_close",
+        "load", "entry", "unload", "debug_break",
+        "profile_read", "profile_number", "profile_write", "profile_flush",
+        "windows_directory", "module_path", "full_path",
     };
-    static_assert(std::size(words) == FAULT_SLEEP + 1);
+    static_assert(std::size(words) == FAULT_ANY_MEMORY);
 
     std::string line = words[record.call];
     switch (record.call) {
@@ -448,6 +656,9 @@ void clock_virtual_local_time(const PlatformLocalTime &now)
     state().local_time_virtual = true;
     state().local_time = now;
 }
+
+void virtual_windows_directory(const std::string &native) { state().windows_directory = native; }
+void virtual_module_path(const std::string &native) { state().module_path = native; }
 
 void clock_on_sleep(std::function<void(u32)> hook) { state().on_sleep = std::move(hook); }
 

@@ -36,9 +36,27 @@ enum FaultCall {
     FAULT_LOCK,
     FAULT_UNLOCK,      // the range stays held
     FAULT_SLEEP,       // for a hook and in the log: it cannot fail
+    FAULT_MAKE_DIRECTORY,
+    FAULT_CHANGE_DIRECTORY,
+    FAULT_TEMPORARY,
+    FAULT_MAKE_TEMPORARY,
+    FAULT_FIND_FIRST,  // a failed one gives `PLATFORM_FAILED_SEARCH`
+    FAULT_FIND_NEXT,
+    FAULT_FIND_CLOSE,  // for a hook and in the log: it cannot fail
+    FAULT_LOAD,        // there is no such library
+    FAULT_ENTRY,       // it has no such entry
+    FAULT_UNLOAD,      // for a hook and in the log: it cannot fail
+    FAULT_DEBUG_BREAK, // the same; it never gets to the native table
+    FAULT_PROFILE_READ,    // gives no text
+    FAULT_PROFILE_NUMBER,  // gives 0
+    FAULT_PROFILE_WRITE,
+    FAULT_PROFILE_FLUSH,   // for a hook and in the log: it cannot fail
+    FAULT_WINDOWS_DIRECTORY,
+    FAULT_MODULE_PATH,
+    FAULT_FULL_PATH,
     FAULT_ANY_MEMORY,  // alloc, resize
     FAULT_ANY_FILE,    // every call from open to unlock
-    FAULT_ANY,         // both
+    FAULT_ANY,         // every call that can fail
 };
 
 // Which call goes wrong, and how. A call that fails does nothing, closing aside.
@@ -64,9 +82,15 @@ struct CallCounts {
     u32 open, close, read, write, seek, tell, size, set_end, create, remove, rename, lock, unlock;
     u32 sleeps;
     u64 slept_ms;
+    u32 make_directory, change_directory, temporary, make_temporary, find_first, find_next, find_close;
+    u32 load, entry, unload;
+    u32 debug_break;
+    u32 profile_read, profile_number, profile_write, profile_flush;
+    u32 windows_directory, module_path, full_path;
 };
 
-// One call of files, or a sleep. Calls of memory are counted but not logged.
+// One call of files, directories, libraries, profiles or paths, a sleep, or a break. Calls of memory are counted but
+// not logged.
 struct CallRecord {
     FaultCall call;
     FileHandle file;   // 0 for calls by name; what `open` gave
@@ -104,6 +128,13 @@ void clock_virtual_local_time(const PlatformLocalTime &now);
 
 // Called at the end of each sleep, when the clock has moved; so a test can release a lock in the midst of a wait.
 void clock_on_sleep(std::function<void(u32 ms)> hook);
+
+// ---- Places ---------------------------------------------------------------------------------------------------------
+
+// From here to the end of the test these are the Windows directory and the path of the library's module, as native
+// names. Without the first there is no such directory in a test, so that no settings of the host are read or written.
+void virtual_windows_directory(const std::string &native);
+void virtual_module_path(const std::string &native);
 
 // ---- Memory ---------------------------------------------------------------------------------------------------------
 

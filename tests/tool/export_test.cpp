@@ -144,7 +144,7 @@ TEST_F(zuk_export, only_tells_what_would_be_written)
 }
 
 // A dictionary of the library's own making: kind 1, whose modules have numbers of series and core type.
-TEST_F(zuk_export, writes_kind_1_as_it_stands)
+TEST_F(zuk_export, writes_the_owners_of_kind_1)
 {
     BareDictionary bare;
     EXPECT_EQ(module_create(bare, 1, 17, Name("Financial Core")), (DictStatus)DICT_OK);
@@ -157,8 +157,21 @@ TEST_F(zuk_export, writes_kind_1_as_it_stands)
     EXPECT_EQ(result.exit, 0) << result.err;
     Files files = files_below("out");
     EXPECT_EQ(files["1/17/module.txt"], "name Financial Core\n");
-    EXPECT_EQ(files["1/17/5/resources.txt"], "30\t00\t30.bin\tSum\n");
+    EXPECT_EQ(files["1/17/5/resources.txt"], "30\t00\t1\t30.bin\tSum\n");
     EXPECT_EQ(files["1/17/5/30.bin"], "abc");
+    EXPECT_EQ(files.size(), 4u);    // with dictionary.txt: nothing of the core tables
+}
+
+TEST_F(zuk_export, tells_of_module_10_only_what_is_no_core_table)
+{
+    done({ "create", "a.dic" });
+    done({ "change", "a.dic", "1/10", "--name", "Core Module 10" });
+    done({ "export", "a.dic", "out" });
+    EXPECT_EQ(files_below("out"), (Files{ { "dictionary.txt", "zuk-dictionary 1\nversion 11\n" },
+                                          { "1/10/module.txt", "name Core Module 10\n" } }));
+    done({ "import", "out", "b.dic" });
+    done({ "export", "b.dic", "out2" });
+    EXPECT_EQ(files_below("out2"), files_below("out"));
 }
 
 // ---- Plain folders --------------------------------------------------------------------------------------------------

@@ -43,7 +43,14 @@ TEST(resources_text, has_one_line_for_each_resource)
 {
     TypeFacts type = { .type = 1, .resources = { { .id = 1, .flags = 0, .body_size = 5, .name = "One" },
                                                  { .id = 20, .flags = 0xA5, .body_size = 0, .name = "T\twice" } } };
-    EXPECT_EQ(resources_text(type), "1\t00\t1.bin\tOne\n20\tA5\t-\tT\\x09wice\n");
+    EXPECT_EQ(resources_text(2, type), "1\t00\t1.bin\tOne\n20\tA5\t-\tT\\x09wice\n");
+}
+
+TEST(resources_text, tells_the_owners_of_kind_1)
+{
+    TypeFacts type = { .type = 5, .resources = { { .id = 1, .flags = 0, .body_size = 5, .name = "One", .owner = 6 },
+                                                 { .id = 2, .flags = 0, .body_size = 0, .name = "Two" } } };
+    EXPECT_EQ(resources_text(1, type), "1\t00\t6\t1.bin\tOne\n2\t00\t-\t-\tTwo\n");
 }
 
 TEST(head_text, tells_the_form_and_the_version) { EXPECT_EQ(head_text(11), "zuk-dictionary 1\nversion 11\n"); }

@@ -224,11 +224,141 @@ TEST_F(zuk_import, follows_no_link_out_of_the_folder)
 }
 #endif
 
-TEST_F(zuk_import, leaves_kind_1_alone)
+// ---- Kind 1 ---------------------------------------------------------------------------------------------------------
+
+struct zuk_import_of_kind_1 : zuk_import {
+    void make_series()
+    {
+        put("in/dictionary.txt", "zuk-dictionary 1\nversion 11\n");
+        put("in/1/17/module.txt", "name Financial Core\n");
+        put("in/1/17/5/resources.txt", "1\t00\t1\t1.bin\tSum\n2\tA5\t1\t-\tNet\n");
+        put("in/1/17/5/1.bin", "abc");
+        put("in/1/33/module.txt", "name Other name\n");
+        put("in/1/33/5/resources.txt", "20003\t00\t2\t-\tThree\n22003\t00\t2\t-\tFour\n");
+        put("in/1/34/module.txt", "name Sales Strings\n");
+        put("in/1/34/9/resources.txt", "1000\t00\t2\t-\tFar\n");    // beyond the 500 of a new table
+    }
+};
+
+TEST_F(zuk_import_of_kind_1, brings_back_owners_flags_and_names)
 {
-    make_folder();
-    put("in/1/17/module.txt", "name Financial Core\n");
-    refused_folder("in/1/17: resources of kind 1 belong to series, and zuk only reads them");
+    make_series();
+    ToolResult result = zuk({ "import", "in", "a.dic" });
+    EXPECT_EQ(result.exit, 0);
+    EXPECT_EQ(result.err, "a.dic: 5 resources added, 0 replaced, 3 new modules, 3 bytes\n");
+    done({ "export", "a.dic", "out" });
+    EXPECT_EQ(files_below("out"), files_below("in"));
+    EXPECT_EQ(done({ "check", "a.dic" }), "");
+    done({ "import", "out", "b.dic" });
+    EXPECT_TRUE(dir.content("a.dic") == dir.content("b.dic"));
+}
+
+// What the library makes when it is told the owner 15, which stands for none, or loses one.
+TEST_F(zuk_import_of_kind_1, brings_back_an_owner_that_is_none_or_another)
+{
+    make_series();
+    put("in/1/17/5/resources.txt", "1\t00\t-\t1.bin\tSum\n2\tA5\t6\t-\tNet\n");
+    put("in/1/241/module.txt", "name Unknown Series Core\n");
+    put("in/1/241/5/resources.txt", "7\t00\t-\t-\tSame\n8\t00\t-2\t-\tSame\n");    // no series beyond 6 is searched
+    done({ "import", "in", "a.dic" });
+    done({ "export", "a.dic", "out" });
+    EXPECT_EQ(files_below("out"), files_below("in"));
+}
+
+TEST_F(zuk_import_of_kind_1, sets_owners_in_a_dictionary_that_is_there)
+{
+    make_words();
+    done({ "add", "a.dic", "1/1/5/9", "--name", "Nine" });
+    make_series();
+    done({ "import", "in", "a.dic" });
+    EXPECT_EQ(done({ "ls", "a.dic", "1/33/5" }), "COORDINATES   FLAGS  OWNER  BYTES  NAME\n"
+                                                 "1/33/5/20003  00         2      0  Three\n"
+                                                 "1/33/5/22003  00         2      0  Four\n");
+    EXPECT_EQ(done({ "get", "a.dic", "1/1/5/9", "--name" }), "Nine");
+    EXPECT_EQ(done({ "check", "a.dic" }), "");
+}
+
+TEST_F(zuk_import_of_kind_1, moves_a_resource_to_another_series_by_force)
+{
+    done({ "create", "a.dic" });
+    done({ "add", "a.dic", "1/97/5/1", "--name", "Sum", "-" }, "before");      // series 6
+    done({ "add", "a.dic", "1/97/5/22003", "--name", "Net", "-" }, "before");  // and its name goes to another
+    make_series();
+    refused_unchanged(5, "a.dic: 1/97/5/1 is there already, and 1 more; --force replaces what is there (status 2)",
+                      { "import", "in", "a.dic" });
+    ToolResult result = zuk({ "import", "in", "a.dic", "--force" });
+    EXPECT_EQ(result.err, "a.dic: 3 resources added, 2 replaced, 3 new modules, 3 bytes\n");
+    EXPECT_EQ(done({ "get", "a.dic", "1/17/5/1" }), "abc");
+    EXPECT_EQ(zuk({ "get", "a.dic", "1/97/5/1" }).exit, 3);
+    EXPECT_EQ(done({ "check", "a.dic" }), "");
+}
+
+TEST_F(zuk_import_of_kind_1, refuses_a_name_of_another_series)
+{
+    done({ "create", "a.dic" });
+    done({ "add", "a.dic", "1/97/5/9", "--name", "Four" });
+    make_series();
+    refused_unchanged(5, "a.dic: 1/33/5/22003: another resource has its name \"Four\" (status 2)",
+                      { "import", "in", "a.dic", "--force" });
+}
+
+// A change sees no names of lower series, so that two of them can come to have one.
+TEST_F(zuk_import_of_kind_1, brings_back_one_name_in_two_series)
+{
+    done({ "create", "a.dic" });
+    done({ "add", "a.dic", "1/17/5/1", "--name", "Sum" });
+    done({ "add", "a.dic", "1/33/5/2", "--name", "Other" });
+    done({ "change", "a.dic", "1/33/5/2", "--name", "Sum" });
+    done({ "export", "a.dic", "in" });
+    done({ "import", "in", "b.dic" });
+    done({ "export", "b.dic", "out" });
+    EXPECT_EQ(files_below("out"), files_below("in"));
+    EXPECT_NE(files_below("out")["1/33/5/resources.txt"].find("\tSum\n"), std::string::npos);
+    EXPECT_EQ(done({ "check", "b.dic" }), "");
+}
+
+TEST_F(zuk_import_of_kind_1, refuses_what_kind_1_cannot_hold)
+{
+    make_series();
+    put("in/1/49/module.txt", "name Purchasing Core\n");
+    auto refused_line = [&](const std::string &type, const std::string &line, const std::string &sentence) {
+        put("in/1/49/" + type + "/resources.txt", line);
+        refused_folder(sentence);
+        fs::remove_all(dir.path("in/1/49/" + type));
+    };
+    refused_line("5", "1\t00\t3\t-\tAgain\n",
+                 "in/1/49/5/1: it stands as 1/17/5/1, too, and kind 1 has an identifier once");
+    refused_line("3", "1\t00\t-\t-\tThree\n",
+                 "in/1/49/3/1: resources of kind 1 have owners, and the library has none for type 3");
+    refused_line("2", "49\t00\t-\t-\tOwn\n",
+                 "in/1/49/2/49: resources of kind 1 have owners, and the library has none for type 2");
+    refused_line("52", "9\t00\t0\t-\tTable\n",
+                 "in/1/49/52/9: types 52 to 54 of kind 1 are the core tables, which the library keeps itself");
+    const std::string list = "in/1/49/5/resources.txt: line 1: ";
+    const std::string owner = "the owner is a number from -128 to 127 other than -1 and 15, or - for none";
+    refused_line("5", "7\t00\t15\t-\tx\n", list + owner);
+    refused_line("5", "7\t00\t-1\t-\tx\n", list + owner);
+    refused_line("5", "7\t00\t128\t-\tx\n", list + owner);
+    refused_line("5", "7\t00\t-\tx\n",
+                 list + "it has to hold identifier, flags, owner, body file and name, with tabs between them");
+    put("in/1/26/module.txt", "name x\n");
+    refused_folder("in/1/26: the library has core type 10 in series 0 alone, as module 10");
+}
+
+// Nothing of the core tables themselves stands in a folder, but module 10 can hold other things.
+TEST_F(zuk_import_of_kind_1, brings_back_what_else_stands_in_module_10)
+{
+    done({ "create", "a.dic" });
+    done({ "add", "a.dic", "1/Core Tables/5/3", "--name", "Guest", "-" }, "body");
+    done({ "export", "a.dic", "out" });
+    EXPECT_EQ(files_below("out"), (Files{ { "dictionary.txt", "zuk-dictionary 1\nversion 11\n" },
+                                          { "1/10/module.txt", "name System Core Tables\n" },
+                                          { "1/10/5/resources.txt", "3\t00\t0\t3.bin\tGuest\n" },
+                                          { "1/10/5/3.bin", "body" } }));
+    done({ "import", "out", "b.dic" });
+    done({ "export", "b.dic", "out2" });
+    EXPECT_EQ(files_below("out2"), files_below("out"));
+    EXPECT_EQ(done({ "check", "b.dic" }), "");
 }
 
 TEST_F(zuk_import, makes_a_module_by_one_resource)
@@ -403,11 +533,32 @@ TEST_F(zuk_import_plain, refuses_a_place_that_cannot_hold_files)
     refused(2, "2/1: --to needs KIND/MODULE/TYPE", { "import", "in", "a.dic", "--to", "2/1" });
     refused(2, "2/1/23: types 2 and 23 stand for modules, and hold no files",
             { "import", "in", "a.dic", "--to", "2/1/23" });
-    refused(2, "1/1/5: resources of kind 1 belong to series, and zuk only reads them",
-            { "import", "in", "a.dic", "--to", "1/1/5" });
+    refused(2, "1/1/3: resources of kind 1 have owners, and the library has none for type 3",
+            { "import", "in", "a.dic", "--to", "1/1/3" });
     refused(2, "--module-name: it goes with --to, and names the module that is made",
             { "import", "in", "a.dic", "--module-name", "x" });
     EXPECT_FALSE(dir.has("a.dic"));
+}
+
+TEST_F(zuk_import_plain, takes_files_into_a_series)
+{
+    put("in/a", "x");
+    put("in/b", "y");
+    done({ "import", "in", "a.dic", "--to", "1/Financial Strings/9" });
+    EXPECT_EQ(done({ "ls", "a.dic", "1/18", "-r" }), "COORDINATES   FLAGS  OWNER  BYTES  NAME\n"
+                                                     "1/18/9/22000  00         1      1  a\n"
+                                                     "1/18/9/22001  00         1      1  b\n");
+    EXPECT_EQ(done({ "get", "a.dic", "1/18", "--name" }), "Financial Strings");
+    // Identifiers and names are those of all series.
+    refused_unchanged(5, "a.dic: 1/34/9/22002: another resource has its name \"a\" (status 2)",
+                      { "import", "in", "a.dic", "--to", "1/34/9" });
+    put("in2/c", "z");
+    done({ "import", "in2", "a.dic", "--to", "1/34/9" });
+    EXPECT_EQ(done({ "get", "a.dic", "1/34/9/22002" }), "z");
+    done({ "import", "in", "a.dic", "--to", "1/18/9", "--force" });
+    EXPECT_EQ(done({ "check", "a.dic" }), "");
+    done({ "export", "a.dic", "out", "--plain", "1/18/9" });
+    EXPECT_EQ(files_below("out"), files_below("in"));
 }
 
 } // namespace zuk

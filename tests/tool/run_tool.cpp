@@ -1,5 +1,8 @@
 #include "tests/tool/run_tool.h"
 
+#include "engine/directory.h"
+#include "tests/support/dictionary.h"
+
 #include <fstream>
 #include <iterator>
 
@@ -112,6 +115,18 @@ ToolResult run_tool(const fs::path &directory, const std::vector<std::string> &a
     return result;
 }
 
+std::string file_without_core_tables()
+{
+    BareDictionary bare;
+    EXPECT_EQ(module_create(bare, 1, 17, Name("Financial Core")), (DictStatus)DICT_OK);
+    EXPECT_EQ(resource_add_entry(bare, 1, 17, 5, 30, 4, 3), (DictStatus)DICT_OK);
+    EXPECT_EQ(block_splice(bare, type_name_block(bare, 1, 17, 5), Name("Sum").text, 0, 4, 0, 16), (DictStatus)DICT_OK);
+    EXPECT_EQ(block_splice(bare, type_body_block(bare, 1, 17, 5), "abc", 0, 3, 0, 16), (DictStatus)DICT_OK);
+    EXPECT_EQ(directory_save(bare, 1, 17), (DictStatus)DICT_OK);
+    bare.close();
+    return bare.bytes();
+}
+
 std::string ToolTest::done(const std::vector<std::string> &arguments, const std::string &input)
 {
     ToolResult result = zuk(arguments, input);
@@ -136,9 +151,10 @@ void ToolTest::refused_unchanged(int exit, const std::string &sentence, const st
     EXPECT_TRUE(dir.content("a.dic") == before) << "the dictionary has changed";
 }
 
-void ToolTest::make_words()
+void ToolTest::make_words(bool replace)
 {
-    done({ "create", "a.dic" });
+    if (replace) done({ "create", "a.dic", "--force" });
+    else done({ "create", "a.dic" });
     done({ "add", "a.dic", "2/100", "--name", "Words" });
     done({ "add", "a.dic", "2/100/1/1", "--name", "One", "-" }, "first");
     done({ "add", "a.dic", "2/100/1/2", "--name", "Two" });

@@ -19,6 +19,9 @@ struct ToolResult {
 ToolResult run_tool(const std::filesystem::path &directory, const std::vector<std::string> &arguments,
                     const std::string &input = "");
 
+// The bytes of a file from before the core tables, with the resource 1/17/5/30 "Sum" and its body "abc".
+std::string file_without_core_tables();
+
 // A test with a directory in which the tool runs; the names of files are those in it.
 struct ToolTest : testing::Test {
     TempDir dir;
@@ -40,8 +43,8 @@ struct ToolTest : testing::Test {
                            const std::string &input = "");
 
     // Make a.dic with the module 2/100 "Words", and in it 2/100/1/1 "One" with body "first" and 2/100/1/2 "Two"
-    // without.
-    void make_words();
+    // without. With `replace`, in the place of the a.dic that is there.
+    void make_words(bool replace = false);
 
     // Make a file below the directory, with the directories above it.
     void put(const std::string &file, const std::string &content);
