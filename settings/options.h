@@ -1,9 +1,9 @@
 // The options of an installation: one accessor for each key of the settings file, and nothing else spells a key.
 //
 // An accessor knows its key's spelling, kind, default and limits. It never fails: what cannot be read gives the
-// default, and so does an unknown word for a boolean. Its name is `option_` and the key in lower case with underscores where
-// words meet, as in `option_ct_auto_rebuild` for CTAutoRebuild. settings/option_rows.h is the table of keys and names;
-// the accessors of one line there are
+// default, and so does an unknown word for a boolean. Its name is `option_` and the key in lower case with underscores
+// where words meet, as in `option_ct_auto_rebuild` for CTAutoRebuild. settings/option_rows.h is the table of keys and
+// names; the accessors of one line there are
 //
 //   i16 option_NAME()                          boolean, number or positive number; a cached one reads the file once
 //   i16 option_NAME(i16 default_value)         the same with the caller's default

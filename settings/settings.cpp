@@ -49,8 +49,8 @@ void settings_init(void *module)
 // KEPT: one would expect a look at the settings to leave no trace. It is asked of the file layer, so the code of a file
 // that is not there stays in the error location.
 // Test: settings_read.leaves_the_code_of_a_missing_file_in_the_error_location
-// KEPT: one would expect the file to be found in any directory. The file layer cuts its name to 127 characters, so it is
-// never found in one of more than 120. Test: settings_read.finds_no_file_in_a_directory_of_more_than_120_characters
+// KEPT: one would expect the file to be found in any directory. The file layer cuts its name to 127 characters, so it
+// is never found in one of more than 120. Test: settings_read.finds_no_file_in_a_directory_of_more_than_120_characters
 // KEPT: one would expect a file that somebody holds open for writing to be the settings file still. It cannot be opened
 // at that moment, so reads and writes go to the Windows directory. Test: settings_read.passes_by_a_file_that_is_held
 static bool is_beside_module(PString name)
@@ -90,8 +90,8 @@ i16 settings_read(PString key, PString value, i16 size)
     value[0] = 0;
     if (size == 1) return 0;
 
-    // KEPT: one would expect the place and the text of the file to be kept between calls. Both are found anew each time,
-    // so a change by anybody is seen at once. Test: settings_read.keeps_nothing_between_calls
+    // KEPT: one would expect the place and the text of the file to be kept between calls. Both are found anew each
+    // time, so a change by anybody is seen at once. Test: settings_read.keeps_nothing_between_calls
     SettingsPlace place;
     settings_place(&place);
     if (!place.path[0]) return 0;

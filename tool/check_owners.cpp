@@ -163,7 +163,7 @@ static void check_resources(Checking *check, const Tables &tables, const Places 
     }
 }
 
-// Owners of identifiers that no resource has.
+// Owners of identifiers that no resource has: the library leaves them when it removes a whole module of kind 1.
 static void check_stray_owners(Checking *check, const Tables &tables, const Places &places)
 {
     for (const auto &[key, table] : tables) {
@@ -172,9 +172,9 @@ static void check_stray_owners(Checking *check, const Tables &tables, const Plac
             u8 owner = (u8)table.owners[p];
             i32 id = (i32)p + RANGE_FIRST[range];
             if (owner == CORE_FREE || places.count({ (u16)type, (i16)id })) continue;
-            add_fault(check, table.owners_at + (i64)p, table.place,
-                      "it tells series " + number((i8)owner) + " as the owner of identifier " + number(id) +
-                          " of type " + number(type) + ", and there is no such resource");
+            add_note(check, table.owners_at + (i64)p, table.place,
+                     "it tells series " + number((i8)owner) + " as the owner of identifier " + number(id) +
+                         " of type " + number(type) + ", and there is no such resource");
         }
     }
 }
