@@ -15,6 +15,7 @@ static DictStatus read_body(DictFile *file, u16 type, i16 id, GHandle *handle)
     i32 len;
     DictStatus status = resource_locate(file, 1, CORE_TABLES_MODULE, type, id, &pos, &len);
     if (status) return status;
+    if (body_is_beyond_file(file, pos, len)) return DICT_BAD_POSITION;
     *handle = galloc(len, nullptr, 1);
     if (!*handle) return DICT_NO_MEMORY;
     status = resource_fetch(file, 1, CORE_TABLES_MODULE, type, pos, len, glock(*handle));

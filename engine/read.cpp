@@ -143,8 +143,7 @@ i32 resource_id_by_name(DictFile *file, i32 kind, i32 module, u16 type, ConstPSt
 
 // ---- Bodies ---------------------------------------------------------------------------------------------------------
 
-// A length that only a damaged directory tells: no memory is asked for what the file cannot hold.
-static bool is_beyond_file(DictFile *file, u32 pos, i32 len)
+bool body_is_beyond_file(DictFile *file, u32 pos, i32 len)
 {
     if (len <= CHUNK_MAX) return false;
     i32 length = dict_length(file);
@@ -162,7 +161,7 @@ static GHandle read_handle(DictFile *file, i32 kind, i32 module, u16 type, i16 i
     i32 len;
     *status = resource_locate(file, kind, real, type, id, &pos, &len);
     if (*status) return 0;
-    if (is_beyond_file(file, pos, len)) {
+    if (body_is_beyond_file(file, pos, len)) {
         *status = DICT_BAD_POSITION;
         return 0;
     }

@@ -267,6 +267,23 @@ TEST(core_table_read, passes_a_failed_read_on_and_keeps_nothing)
     EXPECT_EQ(handles_alive(), handles);
 }
 
+TEST(core_table_read, asks_for_no_memory_that_the_file_could_not_fill)
+{
+    SlotDictionary dict;
+    EXPECT_EQ(core_table_create(7, 1), 0u);
+    EXPECT_EQ(core_tables_init(dict), 0u);
+    u32 block = type_body_block(dict, 1, 10, 53);
+    BlockEntry entry = entry_of(dict, block);
+    entry.size = le32(100000000);
+    entry.free = le32(0);
+    EXPECT_EQ(block_write_entry(dict, block - 1, &entry), 0u);
+    EXPECT_EQ(resource_set_body_size(dict, 1, 10, 53, 7, 99999999), 0u);
+    calls_reset();
+    EXPECT_EQ(core_table_read(dict, 7, 1), 12u);
+    EXPECT_EQ(call_counts().alloc, 0u);
+    EXPECT_EQ(core_table_at(dict, 7, 1), nullptr);
+}
+
 TEST(core_table_read, takes_a_damaged_table_for_absent)
 {
     std::string negative = empty_table(5), beyond = empty_table(5);

@@ -391,6 +391,7 @@ TEST(statuses, never_5_8_16_17_or_20)
         met = faults_stop();
         dd_term();
         gfree(body);
+        calls_reset();  // there are many calls in all, more than the log can hold on a small machine
     }
     std::vector<DictStatus> wrong;
     std::set_intersection(never.begin(), never.end(), seen.begin(), seen.end(), std::back_inserter(wrong));
