@@ -8,6 +8,7 @@ set -euo pipefail
 source_dir=$1 build_dir=$2 flags=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+export ZUK_CONFIG_DIR=$work/settings   # none, rather than those of this machine
 
 cmake --install "$build_dir" --prefix "$work/first" >/dev/null
 mv "$work/first" "$work/moved"

@@ -10,5 +10,6 @@ constinit const PlatformLibraries *platform_libraries = &native_libraries;
 constinit const PlatformDiagnostics *platform_diagnostics = &native_diagnostics;
 constinit const PlatformProfiles *platform_profiles = &native_profiles;
 constinit const PlatformPaths *platform_paths = &native_paths;
+constinit const PlatformDesktop *platform_desktop = &native_desktop;
 
 } // namespace zuk

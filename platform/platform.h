@@ -98,6 +98,8 @@ struct PlatformClock {
     u32 (*double_click_time)(void);    // milliseconds
     void (*sleep)(u32 milliseconds);
     void (*local_time)(PlatformLocalTime *now);
+    i64 (*counter)(void);              // the finest one there is, from some moment on
+    i64 (*counter_frequency)(void);    // its steps in a second; 0 or less if there is none
 };
 
 // ---- Directories and temporary files --------------------------------------------------------------------------------
@@ -165,6 +167,58 @@ struct PlatformPaths {
     u32 (*full)(const char *name, char *path, u32 size);             // a relative name from the current directory
 };
 
+// ---- Windows on a screen --------------------------------------------------------------------------------------------
+
+using WindowRef = void *;              // a window of the system; null: none
+using DrawingRef = void *;             // what is drawn on; null: none
+using IconRef = void *;
+
+// A repaint under way, from `paint_begin` to `paint_end`.
+struct PlatformPaint {
+    DrawingRef drawing;
+    i32 left, top, right, bottom;      // what is to be painted
+    uintptr_t kept[16];                // the backend's own
+};
+
+// Numbers of messages, icons, colours and brushes are those of Windows. A system without a screen fails at all of it,
+// but for the values of windows; a program with windows of its own puts its table in front (`window_platform_set`).
+struct PlatformDesktop {
+    // A number that each window holds for its owner, 0 at first.
+    u32 (*value)(WindowRef window);
+    void (*set_value)(WindowRef window, u32 value);
+
+    // The one caret.
+    bool (*caret_create)(WindowRef window, i32 width, i32 height);
+    void (*caret_move)(i32 x, i32 y);
+    void (*caret_show)(WindowRef window);
+    void (*caret_hide)(WindowRef window);
+
+    void (*capture_set)(WindowRef window);  // all input of the mouse goes there
+    void (*capture_release)(void);
+    void (*beep)(void);
+    bool (*post)(WindowRef window, u32 message, intptr_t data);
+    bool (*timer_set)(WindowRef window, u32 number, u32 milliseconds);
+    void (*timer_kill)(WindowRef window, u32 number);
+
+    IconRef (*icon_load)(u16 number);  // one of the system's own
+    bool (*icon_draw)(DrawingRef drawing, i32 x, i32 y, IconRef icon);
+    void (*icon_free)(IconRef icon);
+
+    u32 (*colour)(i32 number);         // of the system: blue, green and red from the third byte down
+    void (*set_colour)(i32 number, u32 colour);
+    DrawingRef (*drawing_take)(WindowRef window);
+    void (*drawing_release)(WindowRef window, DrawingRef drawing);
+    void (*pixel_set)(DrawingRef drawing, i32 x, i32 y, u32 colour);  // outside of the window it does nothing
+    void (*paint_begin)(WindowRef window, PlatformPaint *paint);
+    void (*paint_fill)(const PlatformPaint *paint, i32 brush);        // all that is to be painted
+    void (*paint_end)(WindowRef window, PlatformPaint *paint);
+    void (*invalidate)(WindowRef window);                             // all of it, to be erased and painted anew
+
+    u32 (*run)(const char *command, u32 show);  // above 31: it runs
+    void (*log_off)(void);                      // the user's session ends
+    u32 (*random)(void);                        // 0 to 32767 at least
+};
+
 // ---- The tables in use ----------------------------------------------------------------------------------------------
 
 extern const PlatformMemory native_memory;
@@ -175,6 +229,7 @@ extern const PlatformLibraries native_libraries;
 extern const PlatformDiagnostics native_diagnostics;
 extern const PlatformProfiles native_profiles;
 extern const PlatformPaths native_paths;
+extern const PlatformDesktop native_desktop;
 
 extern const PlatformMemory *platform_memory;  // the native tables, or those of a test
 extern const PlatformFiles *platform_files;
@@ -184,5 +239,6 @@ extern const PlatformLibraries *platform_libraries;
 extern const PlatformDiagnostics *platform_diagnostics;
 extern const PlatformProfiles *platform_profiles;
 extern const PlatformPaths *platform_paths;
+extern const PlatformDesktop *platform_desktop;
 
 } // namespace zuk

@@ -43,6 +43,9 @@ struct FaultState {
     bool clock_virtual;
     u32 clock_now;
     u32 clock_step;
+    bool counter_virtual;
+    i64 counter;
+    i64 counter_frequency;
     bool local_time_virtual;
     PlatformLocalTime local_time;
     std::function<void(u32)> on_sleep;
@@ -312,6 +315,13 @@ static void virtual_local_time(PlatformLocalTime *now)
     else native_clock.local_time(now);
 }
 
+static i64 virtual_counter() { return state().counter_virtual ? state().counter : native_clock.counter(); }
+
+static i64 virtual_counter_frequency()
+{
+    return state().counter_virtual ? state().counter_frequency : native_clock.counter_frequency();
+}
+
 // ---- Directories and temporary files --------------------------------------------------------------------------------
 
 static u32 faulty_make_directory(const char *name)
@@ -494,6 +504,8 @@ static const PlatformClock virtual_clock = {
     .double_click_time = [] { return native_clock.double_click_time(); },
     .sleep = virtual_sleep,
     .local_time = virtual_local_time,
+    .counter = virtual_counter,
+    .counter_frequency = virtual_counter_frequency,
 };
 
 static const PlatformDirectories faulty_directories = {
@@ -535,6 +547,7 @@ static void reset_all()
     s.on_sleep = nullptr;
     s.clock_virtual = false;
     s.local_time_virtual = false;
+    s.counter_virtual = false;
     s.windows_directory.clear();
     s.module_path.clear();
     calls_reset();
@@ -655,6 +668,13 @@ void clock_virtual_local_time(const PlatformLocalTime &now)
 {
     state().local_time_virtual = true;
     state().local_time = now;
+}
+
+void clock_virtual_counter(i64 counter, i64 frequency)
+{
+    state().counter_virtual = true;
+    state().counter = counter;
+    state().counter_frequency = frequency;
 }
 
 void virtual_windows_directory(const std::string &native) { state().windows_directory = native; }

@@ -126,6 +126,9 @@ void clock_virtual_advance(u32 ms);
 // From here on `local_time` gives `now`, to the end of the test.
 void clock_virtual_local_time(const PlatformLocalTime &now);
 
+// From here on `counter` gives this and `counter_frequency` that, to the end of the test.
+void clock_virtual_counter(i64 counter, i64 frequency);
+
 // Called at the end of each sleep, when the clock has moved; so a test can release a lock in the midst of a wait.
 void clock_on_sleep(std::function<void(u32 ms)> hook);
 
