@@ -1,5 +1,6 @@
 #include "engine/core_storage.h"
 
+#include "engine/convert.h"
 #include "engine/locks.h"
 #include "engine/resources.h"
 #include "foundation/format.h"
@@ -18,7 +19,9 @@ static DictStatus read_body(DictFile *file, u16 type, i16 id, GHandle *handle)
     if (body_is_beyond_file(file, pos, len)) return DICT_BAD_POSITION;
     *handle = galloc(len, nullptr, 1);
     if (!*handle) return DICT_NO_MEMORY;
-    status = resource_fetch(file, 1, CORE_TABLES_MODULE, type, pos, len, glock(*handle));
+    void *data = glock(*handle);
+    status = resource_fetch(file, 1, CORE_TABLES_MODULE, type, pos, len, data);
+    if (!status) resource_from_file(*handle, (i16)type, data);
     gunlock(*handle);
     if (status) gfree(*handle);
     return status;
@@ -26,10 +29,12 @@ static DictStatus read_body(DictFile *file, u16 type, i16 id, GHandle *handle)
 
 static bool has_row(const DictFile *file, i32 type) { return file->core_tables && type >= 1 && type <= CORE_TYPE_MAX; }
 
+static bool is_range(i32 range) { return range >= 0 && range < CORE_RANGES; }
+
 DictStatus core_table_read(DictFile *file, i32 type, i32 range)
 {
     if (core_table_size(type) == 0) return DICT_OK;
-    if (!has_row(file, type)) return DICT_NOT_FOUND;  // nothing could hold it
+    if (!has_row(file, type) || !is_range(range)) return DICT_NOT_FOUND;  // nothing could hold it
     bool locked = read_lock_needed(file);
     if (locked && !read_lock(file)) return DICT_LOCKED_OUT;
     GHandle handle;
@@ -91,14 +96,27 @@ static DictStatus load_table(DictFile *file, DictFile *main, i32 type, i32 range
     return core_table_read(file, type, range);
 }
 
+// What all tables hold lies in the file. Damage may tell the same large body for each of them, and memory is not asked
+// for more than the file could fill.
+static bool tables_are_beyond_file(DictFile *file, i64 bytes)
+{
+    return bytes > INT32_MAX || body_is_beyond_file(file, 0, (i32)bytes);
+}
+
 DictStatus core_tables_load(DictFile *file, DictFile *main)
 {
     // KEPT: one would expect one missing table to leave the others alone. In mode 16384, or where it cannot be made, it
     // ends the load, and all types behind it have no table. Test: core_tables_load.ends_at_the_first_missing_table
     DictStatus status = core_tables_init(file);
+    i64 bytes = 0;
     for (i32 type = 1; type <= CORE_TYPE_MAX && !status; type++) {
         if (core_table_size(type) == 0) continue;
-        for (i32 range = 0; range < CORE_RANGES && !status; range++) status = load_table(file, main, type, range);
+        for (i32 range = 0; range < CORE_RANGES && !status; range++) {
+            status = load_table(file, main, type, range);
+            if (status) break;
+            bytes += gsize(file->core_tables[type].handles[range]);
+            if (tables_are_beyond_file(file, bytes)) status = DICT_BAD_POSITION;
+        }
     }
     return status;
 }
@@ -157,6 +175,10 @@ static DictStatus own_type(DictFile *file, i16 index, u16 type, i8 series)
         if (id == 0) continue;
         // KEPT: one would expect the first series to keep an identifier that stands in two. It is removed there, and
         // survives in the later one. Test: dict_reset_core_tables.keeps_the_later_of_two_series
+        // KEPT: one would expect it to be removed where it was found. It is removed from the usual core type of its
+        // type: from another one it does not go, and where one series has both, the one that is walked here goes.
+        // Test: dict_reset_core_tables.looks_for_the_earlier_one_in_the_usual_core_type_alone
+        // Test: dict_reset_core_tables.takes_an_identifier_out_of_the_type_that_it_walks
         if (dd_get_owner(file, type, (u16)id) != -1) (void)dd_remove_resource(1, default_core_type(type), type, id);
         // KEPT: one would expect the first failure to count. The status of the last one does.
         // Test: dict_reset_core_tables.ends_with_the_status_of_the_last_identifier

@@ -14,7 +14,10 @@ constexpr i16 HIGH_FIRST = 22000;
 // ---- Kind 1: the core tables ----------------------------------------------------------------------------------------
 
 // The first free position of a table from `p` on. When all are taken, the one behind the end of the walk, and the table
-// of `grown_range` grows to hold it and is written, whatever comes of that.
+// of `grown_range` grows to hold it and is written.
+// KEPT: one would expect no number, or to be told, when the table cannot grow or be written. Neither is looked at, and
+// the number is given. Test: core_next_id.gives_the_number_when_the_table_cannot_grow
+// Test: core_next_id.gives_the_number_when_the_table_cannot_be_written
 // KEPT: one would expect a shared file to get the grown table as well. The read lock that is held here keeps the write
 // lock out, which is tried for about a minute; then the number is given, and the table has grown in memory alone.
 // Test: dd_uniqueid.stalls_over_its_own_read_lock
@@ -25,8 +28,8 @@ static i32 free_position(DictFile *file, u16 type, i32 range, i32 p, i32 grown_r
     while (p < capacity && core_owners(table)[p] != CORE_FREE) p++;
     if (p <= capacity && core_owners(table)[p] == CORE_FREE) return p;
     p++;
-    (void)core_table_grow(file, grown_range, (i16)type, p);  // without it the number is given all the same
-    (void)core_table_write(file, (i16)type, grown_range);    // the same
+    (void)core_table_grow(file, grown_range, (i16)type, p);  // the number is given all the same
+    (void)core_table_write(file, (i16)type, grown_range);    // here too
     return p;
 }
 
@@ -59,6 +62,7 @@ static i16 next_above_high_floor(DictFile *file, u16 type)
 // Test: core_next_id.grows_a_full_table_by_its_step
 // KEPT: one would expect the bounds of the installation to end it. Nothing tests `highest_id`.
 // Test: core_next_id.goes_on_behind_highest_id
+// Test: core_next_local_id.goes_on_behind_the_local_range
 i16 core_next_id(DictFile *file, u16 type)
 {
     i32 range = dict_set && dict_set->not_main_product ? 2 : 0;
@@ -109,6 +113,8 @@ static i16 next_in_list(const ResourceEntry *run, i32 count, i16 stop, i16 last,
 }
 
 // The first gap behind `last`, among the identifiers from `lowest_id` on.
+// KEPT: one would expect the gap to lie in the bounds of the installation. Nothing tests `highest_id` here either.
+// Test: resource_next_id.has_no_end
 static i16 first_gap(const ResourceEntry *run, i32 count, i32 last)
 {
     i32 i = 0;

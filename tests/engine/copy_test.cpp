@@ -1,5 +1,6 @@
 #include "engine/copy.h"
 
+#include "engine/core_storage.h"
 #include "engine/locks.h"
 #include "engine/resources.h"
 #include "files/file.h"
@@ -1783,6 +1784,56 @@ TEST(dict_copy_module, leaves_the_owners_in_memory_alone)
     EXPECT_EQ(part_of(contents_of(to), "1/17")["1/17/1/4"], "0 four=in series 1");
     EXPECT_EQ(dd_get_owner(to, 1, 3), 2);
     EXPECT_EQ(dd_get_owner(to, 1, 4), -1);  // it is there, and nobody owns it
+}
+
+// A dictionary under identifier 1 whose series 1 owns identifier 4 of type 9, and an empty one under identifier 2.
+struct Owners {
+    TempDir dir;
+    DictCookie from = {}, to = {};
+
+    Owners()
+    {
+        EXPECT_EQ(dd_init(), 1);
+        EXPECT_EQ(open(1, "a.dic", &from), (DictStatus)DICT_OK);
+        (void)dd_choose_owner(1);
+        EXPECT_EQ(dd_add_resource(1, 2, 9, 4, Name("four"), 0), (DictStatus)DICT_OK);
+        (void)dd_choose_owner(0);
+        EXPECT_EQ(open(2, "b.dic", &to), (DictStatus)DICT_OK);
+    }
+    ~Owners() { dd_term(); }
+    DictStatus open(u16 id, const char *file, DictCookie *cookie)
+    {
+        Name path = dir.name(file);
+        if (!dir.has(file)) { EXPECT_EQ(ds_createfile(9, path), (DictStatus)DICT_OK); }
+        return ds_openfile(id, path, DICT_EXCLUSIVE, 0, cookie);
+    }
+    i16 owner() { return dd_get_owner(dict_file_of_cookie(&to), 9, 4); }
+};
+
+TEST(dict_copy_module, of_the_core_tables_counts_from_the_next_open_on)
+{
+    Owners dictionaries;
+    EXPECT_EQ(dict_copy_base_modules(&dictionaries.from, &dictionaries.to), (DictStatus)DICT_NOT_FOUND);
+    EXPECT_EQ(dictionaries.owner(), -1);
+    EXPECT_EQ(dd_numresources(1, 2, 9), 0);
+    EXPECT_EQ(dd_local_numres(1, 1, 2, 9), 1);  // the resource is there
+    EXPECT_EQ(ds_closefile(2), (DictStatus)DICT_OK);
+    EXPECT_EQ(dictionaries.open(2, "b.dic", &dictionaries.to), (DictStatus)DICT_OK);
+    EXPECT_EQ(dictionaries.owner(), 1);         // as the tables of the source have it
+    EXPECT_EQ(dd_numresources(1, 2, 9), 1);
+}
+
+TEST(dict_copy_module, of_kind_1_gets_its_owners_by_a_rebuild_alone)
+{
+    Owners dictionaries;
+    DictStatus status = UNTOUCHED;
+    EXPECT_EQ(dict_copy_module(&dictionaries.from, &dictionaries.to, 1, 18, KEEP, nullptr, 0, &status), 18);
+    EXPECT_EQ(status, (DictStatus)DICT_OK);
+    EXPECT_EQ(ds_closefile(2), (DictStatus)DICT_OK);
+    EXPECT_EQ(dictionaries.open(2, "b.dic", &dictionaries.to), (DictStatus)DICT_OK);
+    EXPECT_EQ(dictionaries.owner(), -1);        // no open finds it: the tables are there
+    EXPECT_EQ(dict_reset_selected(&dictionaries.to, 0), (DictStatus)DICT_OK);
+    EXPECT_EQ(dictionaries.owner(), 1);
 }
 
 // ---- The base modules -----------------------------------------------------------------------------------------------

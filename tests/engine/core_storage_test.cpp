@@ -170,6 +170,12 @@ TEST(core_table_read, gives_3_where_no_row_could_hold_the_table)
     EXPECT_EQ(core_tables_init(dict), 0u);
     EXPECT_EQ(core_table_read(dict, 70, 0), 3u);
     EXPECT_EQ(core_table_read(dict, -1, 0), 3u);
+    dict.stored_core_table(55);
+    EXPECT_EQ(core_table_create(7, 3), 0u);             // a resource of type 55 like any other
+    u32 handles = handles_alive();
+    EXPECT_EQ(core_table_read(dict, 7, 3), 3u);
+    EXPECT_EQ(core_table_read(dict, 7, -1), 3u);
+    EXPECT_EQ(handles_alive(), handles);
     EXPECT_EQ(core_table_read(dict, 7, 0), 0u);
 }
 
@@ -601,6 +607,28 @@ TEST(core_tables_load, ends_at_the_first_failure)
     EXPECT_NE(core_table_at(dict, 6, 2), nullptr);      // types 1, 5 and 6
 }
 
+TEST(core_tables_load, asks_for_no_more_memory_than_the_file_could_fill)
+{
+    // Damage: each table of type 52 has the same 60000 bytes, which fit into the file once.
+    WithTables dict;
+    std::string large = empty_table(500) + std::string(60000, '\0');
+    EXPECT_EQ(dict.change_body(1, 10, 52, 9, large), 0u);
+    i16 index = module_find(dict, 1, 10);
+    i32 place = resource_body_offset(dict, 1, 10, 52, 9);
+    u16 count = 0;
+    ResourceEntry *run = resource_range(dict, index, 52, &count, nullptr, nullptr);
+    for (i32 i = 0; i < count; i++) {
+        run[i].body_offset = le_i32(place);
+        run[i].body_size = le_i32((i32)large.size());
+    }
+    ASSERT_LT(dict.bytes().size(), 2 * large.size());
+    core_tables_free(dict);
+    EXPECT_EQ(core_tables_load(dict, nullptr), 12u);
+    i32 tables = 0;
+    for_each_table([&](i32 type, i32 range) { tables += core_table_at(dict, type, range) != nullptr; });
+    EXPECT_EQ(tables, 4);                               // the three of type 1, and the one that is too much
+}
+
 TEST(core_tables_load, goes_on_behind_a_damaged_table)
 {
     WithTables dict;
@@ -895,6 +923,38 @@ TEST(dict_reset_core_tables, writes_the_tables_of_each_type)
     EXPECT_EQ(dict.owner(9, 3), 0);                     // the owner stays in memory
 }
 
+TEST(dict_reset_core_tables, ends_at_the_first_table_that_cannot_be_written)
+{
+    WithTables dict;
+    dict.own(0, 2, 9, 3);
+    EXPECT_EQ(dict_reset_core_tables(dict), 0u);
+    calls_reset();
+    EXPECT_EQ(dict_reset_core_tables(dict), 0u);
+    u32 writes = call_counts().write;
+    for (u32 back = 0; back < 9; back++) {              // three for each table: body, directory, block table
+        calls_reset();
+        faults_start({ .call = FAULT_WRITE, .nth = writes - back, .error = PLATFORM_ACCESS_DENIED });
+        EXPECT_EQ(dict_reset_core_tables(dict), 10u) << back;
+        EXPECT_TRUE(faults_stop());
+        EXPECT_EQ(call_counts().write, writes - back) << back;
+        EXPECT_EQ(dict_reset_core_tables(dict), 0u);
+    }
+}
+
+TEST(dict_reset_core_tables, gives_9_without_memory_for_the_identifiers)
+{
+    WithTables dict;
+    dict.own(0, 2, 9, 3);
+    EXPECT_EQ(dict_reset_core_tables(dict), 0u);
+    calls_reset();
+    EXPECT_EQ(dict_reset_core_tables(dict), 0u);
+    faults_start({ .call = FAULT_ALLOC, .nth = call_counts().alloc });  // the last thing that is asked for
+    EXPECT_EQ(dict_reset_core_tables(dict), 9u);
+    EXPECT_TRUE(faults_stop());
+    EXPECT_EQ(dict.owner(9, 3), -1);
+    EXPECT_EQ(stored(dict, 9, 0), empty_table(500));
+}
+
 TEST(dict_reset_core_tables, takes_a_type_without_resources_for_done)
 {
     WithTables dict;
@@ -975,6 +1035,9 @@ TEST(dict_reset_selected, finds_the_file)
     EXPECT_EQ(dict.owner(9, 5), 1);
     cookie.slot = 2;
     EXPECT_EQ(dict_reset_selected(&cookie, 0), 3u);
+    EXPECT_EQ(dict.stop(), 0u);
+    EXPECT_EQ(dict_reset_selected(&cookie, 0), 15u);
+    dict.start();
 }
 
 } // namespace

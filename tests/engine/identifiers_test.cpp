@@ -768,6 +768,17 @@ TEST(dd_uniqueid, gives_0_without_the_lock)
     EXPECT_EQ(dict->lock_state, LOCK_NONE);
 }
 
+TEST(dd_uniqueid, gives_the_number_when_the_lock_cannot_be_given_back)
+{
+    for (auto next : { dd_uniqueid, dd_local_uniqueid }) {
+        Stored dict(DICT_SHARED);
+        faults_start({ .call = FAULT_UNLOCK, .nth = 2 });   // the first one is that of the gate
+        EXPECT_EQ(next(1, 1, 7), next == dd_uniqueid ? 22000 : 20000);
+        EXPECT_TRUE(faults_stop());
+        EXPECT_EQ(dict->lock_state, 1);                     // it is still held
+    }
+}
+
 TEST(dd_uniqueid, gives_0_without_an_open_file)
 {
     SlotDictionary dict;
@@ -806,6 +817,7 @@ TEST(dd_uniqueid, reads_kind_1_by_the_selector_and_main_only_types_in_file_0)
 TEST(dd_uniqueid, is_not_redirected_to_the_main_dictionary)
 {
     Type7 dict;
+    dict.use(1, 1, 1);
     dict.use(2, 1, 1);
     EXPECT_EQ(slot_claim(20), 0u);
     slot_set_path(20, 0, dict.dir.name("second"));
@@ -816,6 +828,7 @@ TEST(dd_uniqueid, is_not_redirected_to_the_main_dictionary)
     dict_set->redirect_to_main = 1;
     dict_set->main_slot = SLOT;
     EXPECT_EQ(dd_uniqueid(1, 1, 7), 22000);
+    EXPECT_EQ(dd_local_uniqueid(1, 1, 7), 20000);
 }
 
 // A full table in a shared file: what is written needs the lock that the read lock of this very call keeps out. 61
