@@ -189,16 +189,17 @@ i16 ltext_handle_insert(GHandle *handle, i16 pos, ConstPString string)
 {
     if (!glock(*handle)) return 0;
 
-    i32 length = length_in(*handle);
     i32 size = gsize(*handle);
-    if (length + string[0] + SLACK > size) {
+    bool has_length = size >= CHARACTERS;
+    if (length_in(*handle) + string[0] + SLACK > size) {
         if (!grealloc(handle, size + string[0] + SLACK)) return 0;
         size = gsize(*handle);
     }
 
     // A sound block has room now; one with a length beyond its own end has not.
     LongText *text = (LongText *)glock(*handle);
-    if (CHARACTERS + length + string[0] <= size) insert_at(text, (i32)pos + 1, string + 1, string[0]);
+    if (!has_length) text->length = 0;
+    if (CHARACTERS + length_of(text) + string[0] <= size) insert_at(text, (i32)pos + 1, string + 1, string[0]);
     gunlock(*handle);
     return 1;
 }

@@ -102,6 +102,8 @@ struct KeyPlace {
 static KeyPlace find_key(const char *text, size_t length, const char *section, const char *key)
 {
     KeyPlace place = {};
+    TextSpan wanted = trimmed_word(section);
+    place.has_section = wanted.from == wanted.to;  // the empty name is that of the lines in front of all sections
     place.end = start_of_text(text, length);
     for (size_t at = place.end; at < length;) {
         Line line = read_line(text, length, at);

@@ -8,6 +8,7 @@
 //   - blanks (9 to 13, 26 and 32) do not count around a key, a value or a section's name, nor in front of a line
 //   - letters of ASCII count alike in either case in sections and keys
 //   - of several sections of one name the first counts, of several such keys in it again the first
+//   - the section of the empty name is what stands in front of the first other one, and never `[]`
 //   - a value in a pair of equal quotes, " or ', is what stands between them
 //   - nothing begins a comment within a line: `5 ;x` is a value
 //   - a byte order mark of UTF-8 in front of all does not count

@@ -2,8 +2,31 @@
 //
 // An accessor knows its key's spelling, kind, default and limits. It never fails: what cannot be read gives the
 // default, and so does an unknown word for a boolean. Its name is `option_` and the key in lower case with underscores
-// where words meet, as in `option_ct_auto_rebuild` for CTAutoRebuild. settings/option_rows.h is the table of keys and
-// names; the accessors of one line there are
+// where words meet: where a capital follows a small letter or a digit, and in front of the last capital of a run that
+// has a small letter behind it. settings/option_rows.h is the table of all keys and names; of those that leave a doubt
+//
+//   owner                            option_owner
+//   CT4761                           option_ct4761
+//   CTAutoRebuild                    option_ct_auto_rebuild
+//   BTCacheStats                     option_bt_cache_stats
+//   MSNewDumpFeaturesOff             option_ms_new_dump_features_off
+//   FreezeAFAMargins                 option_freeze_afa_margins
+//   SQLDBGShowSPROCCallStmts         option_sqldbg_show_sproc_call_stmts
+//   SQLDisableSPForDeletes           option_sql_disable_sp_for_deletes
+//   SQLLogODBCMessages               option_sql_log_odbc_messages
+//   BtrieveFileNameExtension         option_btrieve_file_name_extension
+//   FMRamTable                       option_fm_ram_table_1, option_fm_ram_table_0
+//   FMTraceBuffer                    option_fm_trace_buffer, option_fm_trace_buffer_2, option_fm_trace_buffer_3
+//   Workstation2                     option_workstation2, option_workstation2_set
+//   SQLLastDataSource                option_sql_last_data_source_set
+//   SQLLastUser                      option_sql_last_user_set
+//   Tolerence                        read by option_tolerance
+//   CTTableMode                      read by option_ct_file_mode
+//   FileHandler                      read by option_database_type
+//   DebugQueueOutput                 read by option_debug_queue
+//   DisplayTableErrors               read by option_debug_unknown_file
+//
+// The accessors of one line there are
 //
 //   i16 option_NAME()                          boolean, number or positive number; a cached one reads the file once
 //   i16 option_NAME(i16 default_value)         the same with the caller's default

@@ -33,7 +33,7 @@ static u32 profile_path(const char *file, char path[PATH_SIZE], bool *in_home)
 
     char native[2 * PATH_SIZE];
     bool bare = !strpbrk(file, "/\\");
-    if (bare && !home[0]) return PLATFORM_PATH_NOT_FOUND;
+    if (!file[0] || (bare && !home[0])) return PLATFORM_PATH_NOT_FOUND;
     int length = snprintf(native, sizeof native, "%s%s%s", bare ? home : "", bare ? "/" : "", file);
     if (length < 0 || length >= (int)sizeof native) return PLATFORM_BAD_PATHNAME;
 
@@ -136,6 +136,7 @@ static int write_all(int fd, const char *from, size_t length)
         ssize_t put = write(fd, from + done, length - done);
         if (put == -1 && errno == EINTR) continue;
         if (put == -1) return errno;
+        if (put == 0) return EIO;
         done += (size_t)put;
     }
     return 0;
@@ -149,13 +150,15 @@ static int write_edited(int fd, const ProfileFile &profile, const ProfileEdit &e
     return error;
 }
 
-// A new file with a name that nobody else has, and the rights of the old one.
+// A new file with a name that nobody else has, and the rights of the old one: from its first moment on it gives nobody
+// more of them, as passwords stand in such files.
 static int make_beside(const char *path, const ProfileFile &profile, char beside[BESIDE_SIZE])
 {
+    mode_t rights = profile.exists ? profile.found.st_mode & 0777 : 0666;
     int fd = -1;
     for (u32 n = 0; n < 1000; n++) {
         (void)snprintf(beside, BESIDE_SIZE, "%s.%lx.%u", path, (unsigned long)getpid(), n);
-        fd = open(beside, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        fd = open(beside, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, rights);
         if (fd != -1 || errno != EEXIST) break;
     }
     if (fd == -1 || !profile.exists) return fd;
@@ -165,9 +168,12 @@ static int make_beside(const char *path, const ProfileFile &profile, char beside
     return fd;
 }
 
-// Write the new text beside the old one and put it in its place.
+// Write the new text beside the old one and put it in its place. To the system that is a change of the directory alone,
+// but who may not write to the file is refused here as everywhere.
 static u32 replace(const char *path, const ProfileFile &profile, const ProfileEdit &edit)
 {
+    if (profile.exists && faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) == -1) return error_of(errno);
+
     char beside[BESIDE_SIZE];
     int fd = make_beside(path, profile, beside);
     if (fd == -1) return name_error_of(errno, path);
@@ -212,11 +218,14 @@ static u32 posix_profile_write(const char *file, const char *section, const char
         make_directories(path);
         *last_slash = '/';
     }
-    // A link stays a link: what it leads to is written.
+    // A link stays a link: what it leads to is written. One that leads nowhere at the moment is not written over.
     char real[PATH_MAX];
+    struct stat link;
     if (realpath(path, real)) {
         if (strlen(real) >= PATH_SIZE) return PLATFORM_BAD_PATHNAME;
         strcpy(path, real);
+    } else if (lstat(path, &link) == 0 && S_ISLNK(link.st_mode)) {
+        return PLATFORM_FILE_NOT_FOUND;
     }
 
     int turn = wait_for_turn(path);

@@ -65,6 +65,32 @@ TEST(longtext, has_its_characters_directly_behind_the_length)
     EXPECT_EQ(LTEXT_MAX, 0x7FFC);
 }
 
+TEST(longtext, reads_a_negative_length_as_0)
+{
+    Long text("a\rc");
+    auto negative = [&] {
+        text.set_length(-3);
+        return text.text();
+    };
+    GHandle handle = ltext_to_handle(negative());
+    EXPECT_EQ(gsize(handle), 0);
+    gfree(handle);
+    EXPECT_EQ(ltext_find(negative(), 1, Name("a")), 0);
+    EXPECT_EQ(ltext_lines(negative(), 32767), 1);
+    EXPECT_EQ(ltext_line_start(negative(), 2), 0);
+    EXPECT_EQ(ltext_has_cr(negative(), 1, 3), 0);
+    Name slice("old");
+    ltext_slice(negative(), 0, 3, slice);
+    EXPECT_EQ(slice.str(), "");
+    EXPECT_EQ(ltext_delete(negative(), 1, 1), text.text());
+    EXPECT_EQ(text.length(), -3);  // nothing to delete
+    EXPECT_EQ(text.raw(0, 3), "a\rc");
+    ltext_insc(negative(), 1, 'x');
+    EXPECT_EQ(text.str(), "x");
+    ltext_addc(negative(), 'y');
+    EXPECT_EQ(text.str(), "y");
+}
+
 // ---- Conversions ----------------------------------------------------------------------------------------------------
 
 TEST(ltext_from_cstr, drops_the_last_character)
@@ -544,6 +570,27 @@ TEST(ltext_handle_insert, leaves_a_block_with_a_length_beyond_its_end)
     gfree(handle);
 }
 
+// One byte is no length, and does not become the lower half of one when the block grows.
+TEST(ltext_handle_insert, takes_a_block_of_one_byte_for_an_empty_text)
+{
+    GHandle handle = ghandle_from_bytes("\xff", 1);
+    EXPECT_EQ(ltext_handle_insert(&handle, 0, Name("abc")), 1);
+    EXPECT_EQ(text_in(handle), "abc");
+    gfree(handle);
+}
+
+TEST(ltext_handle_insert, reads_a_negative_length_as_0)
+{
+    GHandle handle = block_with("abc", 300);
+    ((LongText *)glock(handle))->length = -3;
+    EXPECT_EQ(ltext_handle_insert(&handle, 0, Name("de")), 1);
+    EXPECT_EQ(text_in(handle), "de");
+    ((LongText *)glock(handle))->length = -3;
+    EXPECT_EQ(ltext_handle_append(&handle, Name("f")), 1);
+    EXPECT_EQ(text_in(handle), "f");
+    gfree(handle);
+}
+
 TEST(ltext_handle_append, inserts_behind_the_last_character)
 {
     GHandle handle = block_with("abc", 5);
@@ -840,6 +887,19 @@ TEST(log_write, without_a_log_does_nothing)
     EXPECT_EQ(call_lines(), Lines{});
 }
 
+TEST(log_write, that_fails_leaves_the_log_open)
+{
+    TempDir dir;
+    set_clock();
+    FileHandle log = log_open(dir.name("log"));
+    faults_start({ .call = FAULT_WRITE });
+    log_write(log, Name("lost"));
+    EXPECT_TRUE(faults_stop());
+    log_write(log, Name("kept"));
+    log_close(log);
+    EXPECT_EQ(dir.content("log"), first_date + "kept");
+}
+
 TEST(log_close, cuts_the_file_at_the_position)
 {
     TempDir dir;
@@ -858,12 +918,17 @@ TEST(log_close, closes_whichever_call_fails)
             TempDir dir;
             Name name = dir.name("log");
             FileHandle log = log_open(name);
+            log_write(log, Name("words"));
+            file_seek(log, 2);
+            std::string whole = dir.content("log");
             faults_start({ .call = FAULT_ANY, .nth = nth, .from_then_on = from_then_on });
             log_close(log);
             bool met = faults_stop();
             FileHandle again = file_open(name, FILE_RW_EXCLUSIVE);
             EXPECT_NE(again, 0u);
             file_close(again);
+            // Without the position or the way to it nothing is cut; a failed close comes too late for that.
+            EXPECT_EQ(dir.content("log"), met && nth <= 3 ? whole : "\r\n") << nth;
             if (!met) {
                 EXPECT_EQ(nth, 5u);  // tell, seek, set_end, close
                 break;

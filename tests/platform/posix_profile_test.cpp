@@ -85,8 +85,8 @@ struct ConfigDir {
 constexpr u32 NO_FILTER = 99;
 constexpr u32 FAILED = 1;
 
-// Whether a write fails in a process where this call of the system does.
-u32 write_without(std::initializer_list<long> calls, int error, const std::string &file)
+// The result of `work` in a process where these calls of the system do nothing and give this error; 0 gives success.
+u32 without(std::initializer_list<long> calls, int error, const std::function<u32()> &work)
 {
     return elsewhere([&] {
         std::vector<sock_filter> program = { BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)) };
@@ -98,9 +98,13 @@ u32 write_without(std::initializer_list<long> calls, int error, const std::strin
         sock_fprog filter = { (unsigned short)program.size(), program.data() };
         bool set = prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
                    prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
-        if (!set) return NO_FILTER;
-        return write_key(file, "k", "new") == PLATFORM_OK ? 0u : FAILED;
+        return set ? work() : NO_FILTER;
     });
+}
+
+u32 write_without(std::initializer_list<long> calls, int error, const std::string &file)
+{
+    return without(calls, error, [&] { return write_key(file, "k", "new") == PLATFORM_OK ? 0u : FAILED; });
 }
 
 void expect_kept_without(std::initializer_list<long> calls, int error)
@@ -114,10 +118,35 @@ void expect_kept_without(std::initializer_list<long> calls, int error)
     EXPECT_EQ(names_in(dir.path()), std::vector<std::string>{ "A.INI" });  // nothing half done is left
 }
 
+TEST(posix_profile_read, gives_nothing_when_the_file_cannot_be_read)
+{
+    TempDir dir;
+    (void)dir.put("A.INI", "[General]\r\nk=5\r\n");
+    std::string file = dir.native("A.INI");
+    for (long call : { SYS_openat, SYS_read }) {
+        u32 result = without({ call }, EIO, [&] {
+            if (!read_key(file, "k").empty()) return FAILED;
+            return native_profiles.read_number(file.c_str(), "General", "k");
+        });
+        if (result == NO_FILTER) GTEST_SKIP() << "this host allows no filter of system calls";
+        EXPECT_EQ(result, 0u) << call;
+    }
+    EXPECT_EQ(read_key(file, "k"), "5");
+}
+
+TEST(posix_profile_write, keeps_the_file_when_it_cannot_be_read)
+{
+    expect_kept_without({ SYS_openat }, EMFILE);
+    expect_kept_without({ SYS_read }, EIO);
+    expect_kept_without({ SYS_read }, 0);    // an end where there was none before
+}
+
 TEST(posix_profile_write, keeps_the_file_when_the_bytes_do_not_get_to_the_disk)
 {
     expect_kept_without({ SYS_write }, ENOSPC);
+    expect_kept_without({ SYS_write }, 0);   // no byte, and no reason
     expect_kept_without({ SYS_fsync }, EIO);
+    expect_kept_without({ SYS_close }, EIO);
 }
 
 TEST(posix_profile_write, keeps_the_file_when_the_new_one_cannot_take_its_place)
@@ -134,7 +163,7 @@ TEST(posix_profile_write, keeps_the_file_when_the_disk_is_full_in_the_midst)
     TempDir dir;
     std::string before = "[General]\r\nk=old\r\n; " + std::string(3000, 'c') + "\r\n";
     (void)dir.put("A.INI", before);
-    for (rlim_t room : { 0, 5, 12, 100, 3018 }) {
+    for (rlim_t room : { 0u, 5u, 12u, 100u, 3018u }) {
         u32 result = elsewhere([&] {
             signal(SIGXFSZ, SIG_IGN);
             rlimit small = { room, room };
@@ -155,6 +184,20 @@ TEST(posix_profile_write, works_where_the_owner_cannot_be_given_on)
     if (result == NO_FILTER) GTEST_SKIP() << "this host allows no filter of system calls";
     EXPECT_EQ(result, 0u);
     EXPECT_EQ(read_key(dir.native("A.INI"), "k"), "new");
+}
+
+// Passwords stand in such files, so the new one must not be open to more people, even where rights cannot be set.
+TEST(posix_profile_write, never_gives_more_rights_than_the_file_had)
+{
+    TempDir dir;
+    (void)dir.put("A.INI", "[General]\r\nk=old\r\n");
+    ASSERT_EQ(chmod(dir.path("A.INI").c_str(), 0600), 0);
+    u32 result = write_without({ SYS_fchmod }, EPERM, dir.native("A.INI"));
+    if (result == NO_FILTER) GTEST_SKIP() << "this host allows no filter of system calls";
+    EXPECT_EQ(result, 0u);
+    struct stat found = {};
+    ASSERT_EQ(stat(dir.path("A.INI").c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 07777, 0600u);
 }
 
 // ---- Several writers ------------------------------------------------------------------------------------------------
@@ -193,7 +236,7 @@ TEST(posix_profile_write, keeps_the_rights_of_the_file)
 {
     TempDir dir;
     (void)dir.put("A.INI", "[General]\r\nk=old\r\n");
-    for (mode_t rights : { 0640, 0600, 0666 }) {
+    for (mode_t rights : { 0640u, 0600u, 0666u }) {
         ASSERT_EQ(chmod(dir.path("A.INI").c_str(), rights), 0);
         EXPECT_EQ(write_key(dir.native("A.INI"), "k", "new"), PLATFORM_OK);
         struct stat found = {};
@@ -212,6 +255,32 @@ TEST(posix_profile_write, leaves_a_link_and_writes_what_it_leads_to)
     EXPECT_TRUE(fs::is_symlink(dir.path("A.INI")));
     EXPECT_EQ(dir.content("real/B.INI"), "[General]\r\nk=new\r\n");
     EXPECT_EQ(names_in(dir.path("real")), std::vector<std::string>{ "B.INI" });
+}
+
+TEST(posix_profile_write, does_not_write_over_a_link_that_leads_nowhere)
+{
+    TempDir dir;
+    fs::create_symlink("missing/B.INI", dir.path("A.INI"));
+    EXPECT_EQ(write_key(dir.native("A.INI"), "k", "v"), PLATFORM_FILE_NOT_FOUND);
+    EXPECT_TRUE(fs::is_symlink(dir.path("A.INI")));
+    EXPECT_EQ(names_in(dir.path()), std::vector<std::string>{ "A.INI" });
+}
+
+// A new file could take its place all the same, if the directory allows it.
+TEST(posix_profile_write, refuses_a_file_that_the_user_may_not_write_to)
+{
+    constexpr uid_t SOMEBODY = 65534;        // to the superuser every file is open
+    TempDir dir;
+    (void)dir.put("A.INI", "[General]\r\nk=old\r\n");
+    ASSERT_EQ(chmod(dir.path().c_str(), 0777), 0);
+    ASSERT_EQ(chmod(dir.path("A.INI").c_str(), 0444), 0);
+    u32 result = elsewhere([&] {
+        if (geteuid() == 0 && setuid(SOMEBODY) != 0) return 98u;
+        return write_key(dir.native("A.INI"), "k", "new") == PLATFORM_ACCESS_DENIED ? FAILED : 0u;
+    });
+    EXPECT_EQ(result, FAILED);
+    EXPECT_EQ(dir.content("A.INI"), "[General]\r\nk=old\r\n");
+    EXPECT_EQ(names_in(dir.path()), std::vector<std::string>{ "A.INI" });
 }
 
 TEST(posix_profile_write, refuses_what_is_no_plain_file)
@@ -276,7 +345,15 @@ TEST(posix_profile_write, refuses_a_name_that_is_too_long)
     std::string file = "\\" + std::string(600, 'a');
     EXPECT_EQ(write_key(file, "k", "v"), PLATFORM_BAD_PATHNAME);
     EXPECT_EQ(read_key(file, "k"), "");
+}
+
+TEST(posix_profile_write, refuses_an_empty_name)
+{
+    TempDir dir;
+    ConfigDir config(dir.path("settings").string());
     EXPECT_EQ(write_key("", "k", "v"), PLATFORM_PATH_NOT_FOUND);
+    EXPECT_EQ(read_key("", "k"), "");
+    EXPECT_FALSE(dir.has("settings"));
 }
 
 } // namespace

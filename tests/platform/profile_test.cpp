@@ -81,6 +81,29 @@ TEST(profile_read_row, takes_the_first_section_and_the_first_key)
     EXPECT_EQ(profile.get("m"), "");
 }
 
+TEST(profile_read_row, takes_what_is_in_front_of_all_sections_for_that_of_the_empty_name)
+{
+    Profile profile("k=front\r\n[General]\r\nk=v\r\nm=w\r\n");
+    EXPECT_EQ(profile.read("", "k"), "front");
+    EXPECT_EQ(profile.read(" ", "k"), "front");
+    EXPECT_EQ(profile.read("", "m"), "");
+    EXPECT_EQ(Profile("[]\r\nk=v\r\n").read("", "k"), "");
+    EXPECT_EQ(Profile("[ ]\r\nk=v\r\n").read(" ", "k"), "");
+}
+
+TEST(profile_read_row, knows_an_empty_key)
+{
+    EXPECT_EQ(Profile("[General]\r\n\r\n=v\r\nk=w\r\n").get(""), "v");
+    EXPECT_EQ(Profile("[General]\r\nk=w\r\n \r\n").get(""), "");     // a blank line is none
+}
+
+TEST(profile_read_row, ends_a_value_at_a_0)
+{
+    Profile profile(std::string("[General]\r\nk=a\0b\r\nz=1\r\n", 23));
+    EXPECT_EQ(profile.get("k"), "a");
+    EXPECT_EQ(profile.get("z"), "1");
+}
+
 TEST(profile_read_row, does_not_count_blanks_around_a_key_a_value_and_a_section)
 {
     EXPECT_EQ(value_of_line("k=v"), "v");
@@ -110,6 +133,7 @@ TEST(profile_read_row, knows_no_comment_within_a_line)
     EXPECT_EQ(value_of_line("k=#5"), "#5");
     EXPECT_EQ(value_of_line(";k=5"), "");
     EXPECT_EQ(value_of_line("; k=5"), "");
+    EXPECT_EQ(Profile("[General]\r\n;k=5\r\n").get(";k"), "5");       // nor one that is a line
 }
 
 TEST(profile_read_row, splits_a_line_at_its_first_equals_sign)
@@ -175,7 +199,7 @@ TEST(profile_read_number_row, reads_decimal_and_other_bases_up_to_the_first_othe
         { "0x10", 16 },      { "0xfF", 255 },     { "-0x10", 0xFFFFFFF0 }, { "007", 7 },     { "abc", 0 },
         { "", 0 },           { "5 ;x", 5 },       { "65537", 65537 },  { "4294967295", 0xFFFFFFFF },
         { "0b101", 5 },      { "0o17", 15 },      { "09", 9 },         { "0x", 0 },          { "-", 0 },
-        { "4294967297", 1 }, { "1.9", 1 },        { "0X10", 0 },
+        { "4294967297", 1 }, { "1.9", 1 },        { "0X10", 0 },       { "\"5\"", 5 },     { "\" 6\"", 6 },
     };
     for (const auto &row : rows) {
         EXPECT_EQ(Profile("[General]\r\nk=" + std::string(row.text) + "\r\n").number("k"), row.number) << row.text;
@@ -217,6 +241,24 @@ TEST(profile_write_row, adds_a_key_and_a_section)
     EXPECT_EQ(profile.get("a"), "1");
     EXPECT_EQ(profile.read("Other", "b"), "2");
     EXPECT_EQ(profile.read("Third", "k"), "w");
+}
+
+TEST(profile_write_row, adds_a_key_in_front_of_all_sections)
+{
+    Profile profile("[General]\r\nk=v\r\n");
+    EXPECT_EQ(profile.write("k", "front", ""), PLATFORM_OK);
+    EXPECT_EQ(profile.write("m", "second", ""), PLATFORM_OK);
+    EXPECT_EQ(profile.read("", "k"), "front");
+    EXPECT_EQ(profile.read("", "m"), "second");
+    EXPECT_EQ(profile.get("k"), "v");
+}
+
+TEST(profile_write_row, writes_an_empty_key)
+{
+    Profile profile("[General]\r\na=1\r\n");
+    EXPECT_EQ(profile.write("", "v"), PLATFORM_OK);
+    EXPECT_EQ(profile.get(""), "v");
+    EXPECT_EQ(profile.get("a"), "1");
 }
 
 TEST(profile_write_row, keeps_comments_and_lines_without_sense)
@@ -286,14 +328,19 @@ TEST(profile_value, reads_as_the_platform_does)
     u32 found = 0;
     for (int round = 0; round < 300; round++) {
         std::string text = texts.next();
-        char value[200];
-        u32 length = profile_value(text.data(), text.size(), "General", "k", value, sizeof value);
         (void)profile.dir.put("A.INI", text);
         native_profiles.flush(profile.file().c_str());
-        EXPECT_EQ(profile.get("k"), std::string(value, length)) << "in\n" << text;
-        found += length > 0;
+        for (const char *section : { "General", "" }) {
+            for (const char *key : { "k", "" }) {
+                char value[200];
+                u32 length = profile_value(text.data(), text.size(), section, key, value, sizeof value);
+                EXPECT_EQ(profile.read(section, key), std::string(value, length))
+                    << "[" << section << "] " << key << " in\n" << text;
+                found += length > 0;
+            }
+        }
     }
-    EXPECT_GT(found, 30u);  // texts that hold a value at all
+    EXPECT_GT(found, 50u);  // texts that hold a value at all
 }
 
 TEST(profile_edit, makes_what_the_platform_reads)

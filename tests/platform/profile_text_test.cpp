@@ -97,6 +97,15 @@ TEST(profile_edit, adds_a_key_behind_the_last_line_of_its_section)
     EXPECT_EQ(edited("[General]\r\na=1", "k", "v"), "[General]\r\na=1\r\nk=v\r\n");
 }
 
+TEST(profile_edit, adds_a_key_in_front_of_all_sections)
+{
+    EXPECT_EQ(edited("", "k", "v", ""), "k=v\r\n");
+    EXPECT_EQ(edited("[General]\r\na=1\r\n", "k", "v", " "), "k=v\r\n[General]\r\na=1\r\n");
+    EXPECT_EQ(edited("a=1\n\n[General]\n", "k", "v", ""), "a=1\nk=v\n\n[General]\n");
+    EXPECT_EQ(edited("\xef\xbb\xbf[]\r\nk=1\r\n", "k", "v", ""), "\xef\xbb\xbfk=v\r\n[]\r\nk=1\r\n");
+    EXPECT_EQ(edited("k=1\r\n[]\r\nk=2\r\n", "k", "v", ""), "k=v\r\n[]\r\nk=2\r\n");
+}
+
 TEST(profile_edit, adds_a_section_at_the_end)
 {
     EXPECT_EQ(edited("", "k", "v"), "[General]\r\nk=v\r\n");

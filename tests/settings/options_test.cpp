@@ -1,10 +1,13 @@
 #include "settings/options.h"
 
 #include "tests/support/settings.h"
+#include "zuk/zuk.h"
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <set>
 #include <string>
@@ -442,6 +445,18 @@ TEST(cached_options, are_not_reset_by_a_write)
     EXPECT_EQ(option_suppress_sound(), 0);
 }
 
+TEST(cached_options, are_not_reset_by_the_end_of_the_library)
+{
+    Options options("SuppressSound=1\r\nDebugRW=5\r\n");
+    ASSERT_EQ(dd_init(), 1);
+    EXPECT_EQ(option_suppress_sound(), 1);
+    EXPECT_EQ(option_debug_rw(), 5);
+    dd_term();
+    options.put("");
+    EXPECT_EQ(option_suppress_sound(), 1);
+    EXPECT_EQ(option_debug_rw(), 5);
+}
+
 // A cached accessor of any width: its value for one text, and the same afterwards for another.
 template <typename Accessor>
 void expect_cached(const char *key, Accessor accessor, const char *first, i32 first_value, const char *second,
@@ -745,22 +760,40 @@ TEST(option_editor, knows_one_word)
 {
     Options options;
     EXPECT_EQ(option_editor(), 0);
-    for (const auto &[text, value] : Words{ { "CODEWRIGHT", 1 }, { "codewright", 0 }, { "CODEWRIGHTS", 0 } }) {
+    for (const auto &[text, value] : Words{ { "CODEWRIGHT", 1 }, { "codewright", 0 }, { "CODEWRIGHTS", 0 },
+                                            { "CODEWRIGHT" + std::string(30, 'x'), 0 } }) {
         options.put(line("EDITOR", text));
         EXPECT_EQ(option_editor(), value) << text;
     }
 }
 
-// A word longer than its buffer is cut, so what is behind does not count.
-TEST(option_editor, reads_30_characters)
+// A buffer of 32 bytes or 16 has 30 characters of a word or 14, which the platform is asked for with the terminator.
+TEST(option_words, are_read_into_a_buffer_of_their_own)
 {
-    Options options("EDITOR=CODEWRIGHT" + std::string(30, 'x') + "\r\n");
+    const struct {
+        const char *key;
+        u32 length;
+    } rows[] = {
+        { "ScriptCompile", 31 }, { "CTDoda", 31 }, { "CTFileMode", 15 }, { "CTTableMode", 15 }, { "DatabaseType", 31 },
+        { "FileHandler", 31 }, { "DefaultTempfileType", 31 }, { "DebugQueue", 31 }, { "DebugQueueOutput", 31 },
+        { "DebugUnknownFile", 31 }, { "DisplayTableErrors", 31 }, { "EDITOR", 31 },
+    };
+    Options options("DebugQueue=TRUE\r\n");
     calls_reset();
-    EXPECT_EQ(option_editor(), 0);
+    (void)option_script_compile();
+    (void)option_ct_doda();
+    (void)option_ct_file_mode();
+    (void)option_database_type();
+    (void)option_default_tempfile_type();
+    (void)option_debug_queue();
+    (void)option_debug_unknown_file();
+    (void)option_editor();
+    std::map<std::string, u32> lengths;
     for (const CallRecord &record : call_log()) {
-        if (record.call != FAULT_PROFILE_READ) continue;
-        EXPECT_EQ(record.length, 31u);
+        if (record.call == FAULT_PROFILE_READ) lengths[record.name.substr(record.name.rfind(' ') + 1)] = record.length;
     }
+    EXPECT_EQ(lengths.size(), std::size(rows));
+    for (const auto &row : rows) EXPECT_EQ(lengths[row.key], row.length) << row.key;
 }
 
 // ---- All of them ----------------------------------------------------------------------------------------------------
@@ -793,6 +826,41 @@ TEST(option_rows, hold_each_key_once)
     std::set<std::string> found;
     for (const auto &[key, row] : rows_by_key()) found.insert(key);
     EXPECT_EQ(found, keys);
+}
+
+// Words meet where a capital follows a small letter or a digit, and in front of the last capital of a run with a small
+// letter behind it.
+std::string name_of(const std::string &key)
+{
+    std::string name;
+    for (size_t i = 0; i < key.size(); i++) {
+        bool capital = isupper(key[i]) != 0;
+        bool behind_a_run = i > 0 && isupper(key[i - 1]);
+        bool begins = i > 0 && capital && (!behind_a_run || (i + 1 < key.size() && islower(key[i + 1])));
+        if (begins) name += '_';
+        name += (char)tolower(key[i]);
+    }
+    return name;
+}
+
+TEST(option_rows, name_each_accessor_by_its_key)
+{
+    const struct {
+        const char *key, *name;
+    } rows[] = {
+#define PLAIN_OPTION(kind, key, accessor, value) { #key, #accessor },
+#define ASKED_OPTION(kind, key, accessor) { #key, #accessor },
+#define CACHED_OPTION(kind, key, accessor, value) { #key, #accessor },
+#define LIMITED_OPTION(key, accessor, least) { #key, #accessor },
+#define STORED_OPTION(key, accessor) { #key, #accessor },
+#define TEXT_OPTION(key, accessor) { #key, #accessor },
+#define CHECKED_OPTION(key, accessor, least) { #key, #accessor },
+#define SPECIAL_OPTION(kind, key, accessor) { #key, #accessor },
+#define SECOND_OPTION(kind, key, name, first) { #key, #name },
+#include "settings/option_rows.h"
+    };
+    EXPECT_EQ(std::size(rows), option_row_count);
+    for (const auto &row : rows) EXPECT_EQ(row.name, name_of(row.key));
 }
 
 TEST(option_rows, have_one_way_to_read_the_value)
@@ -828,7 +896,9 @@ TEST(option_rows, tell_the_default_that_the_accessor_gives)
 // Of each row: a text that gives another value than the default, and whether a later change of the file is seen.
 TEST(option_rows, read_their_key_and_tell_whether_they_remember)
 {
-    for (const auto &[key, row] : rows_by_key()) {
+    for (const auto &entry : rows_by_key()) {
+        const std::string &key = entry.first;
+        const OptionRow *row = entry.second;
         SCOPED_TRACE(key);
         Options options;
         auto current = [&] {

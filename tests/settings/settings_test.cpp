@@ -279,6 +279,16 @@ TEST(settings_read, passes_by_a_file_that_is_held)
     EXPECT_EQ(places.windows.content(), "[General]\r\nk=new\r\n");
 }
 
+TEST(settings_read, finds_a_file_that_somebody_reads)
+{
+    Places places;
+    places.put_beside("k=beside\r\n");
+    FileHandle held = file_open(places.module.name("ZUK.INI"), FILE_READ_ONLY);
+    ASSERT_NE(held, 0u);
+    EXPECT_EQ(read("k"), "beside");
+    (void)file_close(held);
+}
+
 TEST(settings_read, leaves_the_code_of_a_missing_file_in_the_error_location)
 {
     Places places;
@@ -349,7 +359,7 @@ TEST(settings_read, finds_no_file_in_a_directory_of_more_than_120_characters)
     Fresh fresh;
     SettingsHome windows("k=windows\r\n");
     TempDir dir;
-    for (size_t length : { 120, 121, 127, 128 }) {
+    for (size_t length : { 120u, 121u, 127u, 128u }) {
         size_t room = length - dir.name().str().size() - 2;  // without the separators around it
         std::string folder = std::string(room / 2, 'a') + "/" + std::string(room - room / 2 - 1, 'b');
         fs::create_directories(dir.path(folder));
@@ -360,26 +370,44 @@ TEST(settings_read, finds_no_file_in_a_directory_of_more_than_120_characters)
     }
 }
 
-TEST(settings_read, gives_nothing_whichever_call_fails)
+// One call that fails on the way to a file beside the module or to that of the Windows directory.
+struct FailedCall {
+    bool beside;
+    u32 nth;
+    bool from_then_on;
+    const char *outcome;
+};
+
+TEST(settings_read, gives_the_value_or_nothing_whichever_call_fails)
 {
+    const FailedCall rows[] = {
+        { false, 1, false, "windows" },  // the look beside the module, which finds nothing anyway
+        { false, 2, false, "" },         // the Windows directory
+        { false, 3, false, "" },         // the read
+        { false, 1, true, "" },
+        { true, 1, false, "windows" },   // a file that cannot be opened is not there
+        { true, 2, false, "beside" },    // the close behind the look
+        { true, 3, false, "" },          // the whole path
+        { true, 4, false, "" },          // the read
+        { true, 1, true, "" },
+        { true, 2, true, "" },
+    };
+    for (const FailedCall &row : rows) {
+        Places places;
+        places.windows.put("k=windows\r\n");
+        if (row.beside) places.put_beside("k=beside\r\n");
+        faults_start({ .call = FAULT_ANY, .nth = row.nth, .from_then_on = row.from_then_on });
+        EXPECT_EQ(read("k"), row.outcome) << row.beside << row.nth << row.from_then_on;
+        EXPECT_TRUE(faults_stop());
+        EXPECT_EQ(places.windows.content(), "[General]\r\nk=windows\r\n");
+    }
     for (bool beside : { false, true }) {
-        for (bool from_then_on : { false, true }) {
-            for (u32 nth = 1;; nth++) {
-                Places places;
-                places.windows.put("k=v\r\n");
-                if (beside) places.put_beside("k=v\r\n");
-                u8 value[256] = { 3, 'o', 'l', 'd' };
-                Name key("k");
-                faults_start({ .call = FAULT_ANY, .nth = nth, .from_then_on = from_then_on });
-                i16 found = settings_read(key, value, 256);
-                if (!faults_stop()) break;
-                // The close of the presence test and the look beside the module can fail without any harm.
-                std::string text((const char *)value + 1, value[0]);
-                EXPECT_TRUE(found ? text == "v" : text.empty()) << nth << text;
-                EXPECT_EQ(key.str(), "k");
-                EXPECT_EQ(places.windows.content(), "[General]\r\nk=v\r\n");
-            }
-        }
+        Places places;
+        places.windows.put("k=v\r\n");
+        if (beside) places.put_beside("k=v\r\n");
+        faults_start({ .call = FAULT_ANY, .nth = beside ? 5u : 4u });
+        EXPECT_EQ(read("k"), "v");
+        EXPECT_FALSE(faults_stop());     // there are no more calls
     }
 }
 
@@ -477,25 +505,36 @@ TEST(settings_write, flushes_the_whole_path_or_the_bare_name)
 
 TEST(settings_write, gives_1_when_nothing_could_be_written)
 {
-    for (u32 nth = 1;; nth++) {
+    const FailedCall rows[] = {
+        { false, 1, false, "windows" },  // the look beside the module, which finds nothing anyway
+        { false, 2, false, "" },         // the Windows directory
+        { false, 3, false, "" },         // the write
+        { false, 1, true, "" },
+        { true, 1, false, "windows" },   // a file that cannot be opened is passed by
+        { true, 2, false, "beside" },    // the close behind the look
+        { true, 3, false, "" },          // the whole path
+        { true, 4, false, "" },          // the write
+        { true, 1, true, "" },
+        { true, 2, true, "" },
+    };
+    for (const FailedCall &row : rows) {
         Places places;
         places.windows.put("k=old\r\n");
-        Name key("k"), value("new");
-        faults_start({ .call = FAULT_ANY, .nth = nth });
-        EXPECT_EQ(settings_write(key, value), 1);
-        if (!faults_stop()) break;
-        std::string content = places.windows.content();
-        EXPECT_TRUE(content == "[General]\r\nk=old\r\n" || content == "[General]\r\nk=new\r\n") << content;
-        EXPECT_EQ(key.str(), "k");
-        EXPECT_EQ(value.str(), "new");
-    }
+        if (row.beside) places.put_beside("k=old\r\n");
+        faults_start({ .call = FAULT_ANY, .nth = row.nth, .from_then_on = row.from_then_on });
+        write("k", "new");               // gives 1, and its strings back
+        EXPECT_TRUE(faults_stop());
 
-    Places places;
-    places.windows.put("k=old\r\n");
-    faults_start({ .call = FAULT_PROFILE_WRITE });
-    EXPECT_EQ(settings_write(Name("k"), Name("new")), 1);
-    EXPECT_TRUE(faults_stop());
-    EXPECT_EQ(places.windows.content(), "[General]\r\nk=old\r\n");
+        std::string changed = row.outcome;
+        SCOPED_TRACE(testing::Message() << row.beside << row.nth << row.from_then_on);
+        EXPECT_EQ(places.windows.content(), changed == "windows" ? "[General]\r\nk=new\r\n" : "[General]\r\nk=old\r\n");
+        if (!row.beside) {
+            EXPECT_FALSE(places.module.has("ZUK.INI"));
+            continue;
+        }
+        EXPECT_EQ(places.module.content("ZUK.INI"),
+                  changed == "beside" ? "[General]\r\nk=new\r\n" : "[General]\r\nk=old\r\n");
+    }
 }
 
 TEST(settings_write, writes_strings_of_any_length)
