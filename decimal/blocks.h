@@ -1,10 +1,9 @@
 // Blocks of bytes: a sort of fixed-size records, moves, bits, hexadecimal text, big-endian fields of a file, and
 // fillers of small records.
 //
-// Services for callers; in the library itself only lists/ moves its elements by `block_move`. Nothing here keeps state,
-// allocates or reports failure: a size, count or length below 1 does nothing or finds nothing. A null pointer is a
-// mistake of the caller where nothing is said of it. `bit_assign`, the partner of `bit_test`, stands in
-// foundation/pstrings.h.
+// Services for callers; nothing else in the library needs them. Nothing here keeps state, allocates or reports failure:
+// a size, count or length below 1 does nothing or finds nothing. A null pointer is a mistake of the caller where
+// nothing is said of it. `bit_assign`, the partner of `bit_test`, stands in foundation/pstrings.h.
 #pragma once
 
 #include "foundation/little_endian.h"

@@ -1,7 +1,7 @@
 // Points and rectangles of 16-bit coordinates, x to the right and y down.
 //
-// Services for callers. Sums wrap as 16-bit numbers. A null pointer is a mistake
-// of the caller where nothing is said of it. A result may be one of the operands.
+// Services for callers. Sums wrap as 16-bit numbers. A null pointer is a mistake of the caller where nothing is said of
+// it. A result may be one of the operands.
 //
 // A rectangle is empty when it has no width or no height, yet its edges belong to it: an empty one can hold a point.
 #pragma once

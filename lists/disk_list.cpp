@@ -427,10 +427,11 @@ struct Compaction {
     i32 offset;            // bytes of the page in use
 };
 
-// Write the page in the buffer, and what is free in it.
+// Write the page in the buffer, and what is free in it. A page without a place is not noted.
 static i32 write_page(const Compaction *to)
 {
     PageStore *store = &to->state->store;
+    if (!page_seek(to->file, to->page_number, store->page_size)) return GLIST_ERR_TEMP_FILE;
 
     // KEPT: one would expect each page's free bytes to be noted at the page's own number. All are written to the first
     // entry, which at the end tells of the last page; entries behind it keep what the old pages had. Insertions that
@@ -438,7 +439,7 @@ static i32 write_page(const Compaction *to)
     // Test: glist_kind_compact.notes_the_free_bytes_of_the_last_page_alone
     i32 bytes_free = store->page_size - to->offset;
     if (!glist_replace(store->free_space, 0, &bytes_free)) return glist_error(store->free_space);
-    return page_write(to->file, to->page_number, to->page, store->page_size) ? GLIST_OK : GLIST_ERR_TEMP_FILE;
+    return page_write(to->file, to->page, store->page_size) ? GLIST_OK : GLIST_ERR_TEMP_FILE;
 }
 
 // Append one element to the new file, and tell the table.

@@ -26,6 +26,13 @@ static const AttributeDefault attribute_defaults[] = {
 constexpr i32 FIRST_PAIRS = 2;        // pairs that a new block has room for
 constexpr i32 UNLOCKABLE_KIND = 2;    // refused by every operation that is handed it
 
+// Null for 0, a freed handle, and a block too small for attributes.
+static GlistAttributes *lock_attributes(GHandle handle)
+{
+    i32 smallest = (i32)(sizeof(GlistAttributes) + FIRST_PAIRS * sizeof(GlistAttributePair));
+    return gsize(handle) < smallest ? nullptr : (GlistAttributes *)glock(handle);
+}
+
 static GlistAttributePair *pairs_of(GlistAttributes *attributes) { return (GlistAttributePair *)(attributes + 1); }
 
 // Null if no pair has this id.
@@ -70,7 +77,7 @@ void glist_attr_dispose(GHandle attributes)
 
 i16 glist_attr_get(GHandle handle, i32 id, i32 *value)
 {
-    GlistAttributes *attributes = (GlistAttributes *)glock(handle);
+    GlistAttributes *attributes = lock_attributes(handle);
     if (!attributes) return 0;
 
     i32 unused;
@@ -94,21 +101,20 @@ i16 glist_attr_get(GHandle handle, i32 id, i32 *value)
 }
 
 // Room for one pair more than there are, as `glist_attr_set` counts it.
-static bool room_for_pair(GHandle *handle)
+static bool room_for_pair(GHandle handle, i32 pair_count)
 {
     // KEPT: one would expect the second pair to take the second place of a new block, and a block that has room not to
     // grow. Only the first one takes what is there; each later one adds a place first, so that one is always empty.
     // The size of the block tells. Test: glist_attr_set.keeps_room_for_one_more_pair
-    const GlistAttributes *attributes = (const GlistAttributes *)glock(*handle);
-    if (attributes->pair_count == 0) return true;
+    if (pair_count == 0) return true;
 
-    GHandle grown = *handle;  // a copy: a resize that fails takes the variable away, and the old block still stands
-    return grealloc(&grown, gsize(grown) + (i32)sizeof(GlistAttributePair)) != 0;
+    // The handle is a copy: a resize that fails takes the variable away, and the old block still stands.
+    return grealloc(&handle, gsize(handle) + (i32)sizeof(GlistAttributePair)) != 0;
 }
 
 i16 glist_attr_set(GHandle *handle, i32 id, i32 value)
 {
-    GlistAttributes *attributes = handle ? (GlistAttributes *)glock(*handle) : nullptr;
+    GlistAttributes *attributes = handle ? lock_attributes(*handle) : nullptr;
     if (!attributes) return 0;
 
     attributes->last_error = GLIST_OK;
@@ -118,8 +124,10 @@ i16 glist_attr_set(GHandle *handle, i32 id, i32 value)
         return 1;
     }
 
-    bool room = room_for_pair(handle);
-    attributes = (GlistAttributes *)glock(*handle);
+    i32 pair_count = attributes->pair_count;
+    gunlock(*handle);
+    bool room = room_for_pair(*handle, pair_count);
+    attributes = lock_attributes(*handle);
     if (room) pairs_of(attributes)[attributes->pair_count++] = { .id = id, .value = value };
     else attributes->last_error = GLIST_ERR_MEMORY;
     gunlock(*handle);
@@ -128,7 +136,7 @@ i16 glist_attr_set(GHandle *handle, i32 id, i32 value)
 
 i32 glist_attr_error(GHandle handle)
 {
-    const GlistAttributes *attributes = (const GlistAttributes *)glock(handle);
+    const GlistAttributes *attributes = lock_attributes(handle);
     if (!attributes) return GLIST_ERR_MEMORY;
 
     i32 error = attributes->last_error;
@@ -138,7 +146,7 @@ i32 glist_attr_error(GHandle handle)
 
 i32 glist_attr_kind(GHandle handle)
 {
-    GlistAttributes *attributes = (GlistAttributes *)glock(handle);
+    GlistAttributes *attributes = lock_attributes(handle);
     if (!attributes) return UNLOCKABLE_KIND;
 
     attributes->last_error = GLIST_OK;
@@ -237,11 +245,22 @@ static GlistCallback *callback_with(Glist *list, i32 type, i32 id)
     return nullptr;
 }
 
+// The list as every operation that stores a status looks at it, and then the row that is to be added.
+static i32 check_callback(Glist *list, i32 type, i32 id)
+{
+    GlistInfo info;
+    i32 status = glist_kind_info(list->kind, glist_state(list), &info);
+    if (status) return status;
+    if (type != GLIST_CALLBACK_FIND && type != GLIST_CALLBACK_DELETE) return GLIST_ERR_BAD_ARGUMENT;
+    return callback_with(list, type, id) ? GLIST_ERR_DUPLICATE : GLIST_OK;
+}
+
 static i32 add_callback(GHandle *handle, i32 type, i32 id, GlistMatchProc function, intptr_t data)
 {
     Glist *list = lock_list(*handle);
-    if (type != GLIST_CALLBACK_FIND && type != GLIST_CALLBACK_DELETE) return GLIST_ERR_BAD_ARGUMENT;
-    if (callback_with(list, type, id)) return GLIST_ERR_DUPLICATE;
+    i32 status = check_callback(list, type, id);
+    gunlock(*handle);
+    if (status) return status;
 
     GHandle grown = *handle;  // a copy: a resize that fails takes the variable away, and the old block still stands
     if (!grealloc(&grown, gsize(grown) + (i32)sizeof(GlistCallback))) return GLIST_ERR_MEMORY;
@@ -250,12 +269,14 @@ static i32 add_callback(GHandle *handle, i32 type, i32 id, GlistMatchProc functi
     list = lock_list(*handle);
     GlistMatchProc instance = (GlistMatchProc)proc_instance_make((AnyProc)function);
     callbacks_of(list)[list->callback_count++] = { .type = type, .id = id, .function = instance, .data = data };
+    gunlock(*handle);
     return GLIST_OK;
 }
 
 i16 glist_add_callback(GHandle *handle, i32 type, i32 id, GlistMatchProc function, intptr_t data)
 {
     if (!handle || !lock_list(*handle)) return 0;
+    gunlock(*handle);
 
     i32 status = add_callback(handle, type, id, function, data);
     lock_list(*handle)->cursor.last_error = status;
@@ -660,7 +681,8 @@ static i32 delete_matching(Access *at, i32 id, Match match, i32 *removed)
     while (!status && at->cursor->position <= at->info.count) {
         void *element;
         status = glist_kind_element_pointer(kind_of(*at), iterator, at->cursor->position, &element);
-        if (!status && match.function(element, match.data)) status = delete_match(at, removed);
+        if (status) break;  // not examined, so the cursor stays in front of it
+        if (match.function(element, match.data)) status = delete_match(at, removed);
         at->cursor->position++;
     }
     glist_kind_iterator_close(kind_of(*at), iterator);
@@ -767,11 +789,11 @@ GHandle glist_set_debug_file(GHandle handle, const char *name)
 static FileHandle open_debug_file(GHandle name_block)
 {
     const char *text = (const char *)glock(name_block);
-    if (!text || !*text) return 0;
-
     u8 name[PSTRING_SIZE];
-    pstrconst(name, text);
+    pstrconst(name, text ? text : "");
     gunlock(name_block);
+    if (name[0] == 0) return 0;
+
     native_2_filename(name);
     FileHandle file = file_open(name, FILE_RW_SHARED);
     if (file) return file;

@@ -49,15 +49,15 @@ i32 store_open_temporary(PageStore *store)
 }
 
 // A page beyond what a file position can say is refused as a failed seek is.
-static bool page_seek(FileHandle file, i32 page, i32 page_size)
+bool page_seek(FileHandle file, i32 page, i32 page_size)
 {
     i64 place = (i64)(page - 1) * page_size;
     return place <= INT32_MAX && file_seek(file, (i32)place);
 }
 
-bool page_write(FileHandle file, i32 page, const u8 *bytes, i32 page_size)
+bool page_write(FileHandle file, const u8 *bytes, i32 page_size)
 {
-    return page_seek(file, page, page_size) && file_write(file, bytes, page_size) == page_size;
+    return file_write(file, bytes, page_size) == page_size;
 }
 
 // The page goes to the file, and the file up to it.
@@ -73,11 +73,12 @@ static i32 page_write_out(PageStore *store, const PageFrame *frame)
     if (store->file_pages + 1 < frame->page) {
         good = page_seek(store->file, store->file_pages + 1, store->page_size);
         while (good && store->file_pages + 1 < frame->page) {
-            good = file_write(store->file, bytes, store->page_size) == store->page_size;
+            good = page_write(store->file, bytes, store->page_size);
             if (good) store->file_pages++;
         }
     }
-    good = good && page_write(store->file, frame->page, bytes, store->page_size);
+    good = good && page_seek(store->file, frame->page, store->page_size) &&
+           page_write(store->file, bytes, store->page_size);
     gunlock(frame->memory);
     if (!good) return GLIST_ERR_FAILED;
 

@@ -71,7 +71,9 @@ i32 page_frame_obtain(PageStore *store, i32 page, i32 *position);
 i32 store_open_temporary(PageStore *store);
 // The same for any buffer of 256 bytes; 0 on failure.
 FileHandle temporary_open(PString file_name);
-// Write a whole page at its place. False if a seek or a part of the write failed, and for a place beyond 2^31.
-bool page_write(FileHandle file, i32 page, const u8 *bytes, i32 page_size);
+// Seek to the place of a page, and write a whole page where the file stands. False if the seek or a part of the write
+// failed, and for a place beyond 2^31.
+bool page_seek(FileHandle file, i32 page, i32 page_size);
+bool page_write(FileHandle file, const u8 *bytes, i32 page_size);
 
 } // namespace zuk

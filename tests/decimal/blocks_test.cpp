@@ -308,6 +308,62 @@ TEST(sort_range, calls_itself_for_a_smaller_right_side_first)
         "3?2 3?2 ");
 }
 
+// The sort in words, over numbers alone: each comparison and each swap is noted where it is due.
+struct Described {
+    std::vector<u8> keys;
+    std::string steps;
+
+    i32 compare(i32 scanned, i32 pivot)
+    {
+        steps += std::to_string(scanned) + "?" + std::to_string(pivot) + " ";
+        return keys[(size_t)scanned] - keys[(size_t)pivot];
+    }
+    void swap(i32 low, i32 high)
+    {
+        steps += std::to_string(low) + "<>" + std::to_string(high) + " ";
+        std::swap(keys[(size_t)low], keys[(size_t)high]);
+    }
+    void sort(i32 low, i32 high)
+    {
+        while (high - low > 1) {
+            i32 i = low, j = high;
+            for (bool crossed = false; !crossed;) {
+                do i++; while (i < high && compare(i, low) < 0);
+                do j--; while (j > low && compare(j, low) > 0);
+                crossed = j <= i;
+                if (!crossed) swap(i, j);
+            }
+            if (j == low) {
+                low++;
+                continue;
+            }
+            swap(low, j);
+            bool right_is_larger = high - j - 1 > j - low;
+            if (right_is_larger) {
+                sort(low, j);
+                low = j + 1;
+            } else {
+                sort(j + 1, high);
+                high = j;
+            }
+        }
+    }
+};
+
+TEST(sort_range, takes_the_described_steps_for_random_keys)
+{
+    std::mt19937 random(24);
+    for (int round = 0; round < 300; round++) {
+        Described described;
+        described.keys.resize(random() % 60);
+        u32 different = 1 + (u32)random() % 40;  // from all equal to hardly any
+        for (u8 &key : described.keys) key = (u8)(random() % different);
+        Bytes keys = described.keys;
+        described.sort(0, (i32)keys.size());
+        ASSERT_EQ(Recorder::sort(keys), described.steps);
+    }
+}
+
 // A smallest pivot leaves the range, and the next record becomes the pivot.
 TEST(sort_range, goes_on_behind_a_pivot_that_is_the_smallest)
 {

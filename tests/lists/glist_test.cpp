@@ -273,6 +273,22 @@ TEST(glist_attr_kind, of_no_attributes_gives_2)
     EXPECT_EQ(glist_attr_kind(0), 2);
 }
 
+// A block that is too small for attributes is as good as none.
+TEST(glist_attr_kind, refuses_blocks_of_another_kind)
+{
+    GHandle small = galloc(27, nullptr, 1);
+    i32 value = 77;
+    EXPECT_EQ(glist_attr_kind(small), 2);
+    EXPECT_EQ(glist_attr_error(small), GLIST_ERR_MEMORY);
+    EXPECT_EQ(glist_attr_get(small, 0, &value), 0);
+    EXPECT_EQ(glist_attr_set(&small, 0, 5), 0);
+    EXPECT_EQ(value, 77);
+    EXPECT_EQ(gsize(small), 27);
+    EXPECT_EQ(glist_create(4, small, nullptr, &value), 0u);
+    EXPECT_EQ(value, GLIST_ERR_BAD_KIND);
+    gfree(small);
+}
+
 // ---- Creating -------------------------------------------------------------------------------------------------------
 
 TEST(glist_create, without_attributes_makes_a_memory_list_with_units_of_1024)
@@ -782,8 +798,20 @@ TEST(glist_seek, of_a_list_of_an_unknown_kind_gives_13)
     EXPECT_EQ(list.append(5), 0);
     EXPECT_EQ(list.error(), GLIST_ERR_BAD_KIND);
     EXPECT_EQ(list.tell(), 0);
+    EXPECT_EQ(glist_add_callback(&list.handle, 0, 1, equals, 0), 0);
+    EXPECT_EQ(list.error(), GLIST_ERR_BAD_KIND);
     list.record()->kind = 0;
     EXPECT_EQ(list.count(), 1);
+}
+
+TEST(glist_tell, leaves_the_status)
+{
+    on_each_kind({ 10, 20 }, [](List &list) {
+        EXPECT_EQ(list.seek(2), 1);
+        EXPECT_EQ(list.seek(77), 0);
+        EXPECT_EQ(list.tell(), 2);
+        EXPECT_EQ(list.error(), GLIST_ERR_POSITION);
+    });
 }
 
 TEST(glist_count, clears_the_status)
@@ -965,6 +993,21 @@ TEST(glist_read, of_a_negative_count_gives_8_and_stays)
             EXPECT_EQ(read(list, 2, mode, -1), (Got{ 0, 0, {}, 2 }));
             EXPECT_EQ(list.error(), GLIST_ERR_BAD_ARGUMENT);
         }
+    });
+}
+
+// The seek stays with which modes 1, 2 and 4 begin; and it is told how many were to be read.
+TEST(glist_read, that_fails_leaves_the_cursor_where_its_seek_sent_it)
+{
+    on_each_kind(FIVE, [](List &list) {
+        WithoutElements without(list);
+        EXPECT_EQ(read(list, 3, 0, 9), (Got{ 0, 3, {}, 3 }));
+        EXPECT_EQ(list.error(), GLIST_ERR_MEMORY);
+        EXPECT_EQ(read(list, 3, 1, 2), (Got{ 0, 2, {}, 1 }));
+        EXPECT_EQ(read(list, 3, 2, 2), (Got{ 0, 2, {}, 4 }));
+        EXPECT_EQ(read(list, 5, 3, 2), (Got{ 0, 2, {}, 5 }));
+        EXPECT_EQ(read(list, 3, 4, 2), (Got{ 0, 2, {}, 6 }));
+        EXPECT_EQ(list.error(), GLIST_ERR_MEMORY);
     });
 }
 
@@ -1296,6 +1339,8 @@ TEST(glist_find, in_another_direction_gives_8)
         for (i32 direction : { -1, 4 }) {
             EXPECT_EQ(glist_find(list, 0, direction, GLIST_NO_CALLBACK_ID, equals, 10), 0);
             EXPECT_EQ(list.error(), GLIST_ERR_BAD_ARGUMENT);
+            EXPECT_EQ(glist_find(list, 0, direction, 5, equals, 0), 0);
+            EXPECT_EQ(list.error(), GLIST_ERR_NOT_FOUND);    // the row is looked for first
         }
     });
 }
@@ -1458,6 +1503,31 @@ TEST(glist_delete_matching, without_memory_for_the_walk_gives_4)
     });
 }
 
+// Reading aside, for which there is a test above.
+TEST(glist, gives_4_when_elements_cannot_be_locked)
+{
+    on_each_kind(FIVE, [](List &list) {
+        EXPECT_EQ(list.seek(2), 1);
+        {
+            WithoutElements without(list);
+            i32 removed = 77;
+            auto fails = [&](i16 flag) {
+                EXPECT_EQ(flag, 0);
+                EXPECT_EQ(list.error(), GLIST_ERR_MEMORY);
+            };
+            fails(list.append(60));
+            fails(list.insert(60));
+            fails(list.replace(60));
+            fails(list.remove());
+            fails(glist_find(list, 0, GLIST_FORWARD, GLIST_NO_CALLBACK_ID, equals, 10));
+            EXPECT_EQ(list.tell(), 2);
+            fails(glist_delete_matching(list, 0, GLIST_NO_CALLBACK_ID, equals, 10, &removed));
+            EXPECT_EQ(removed, 0);
+        }
+        EXPECT_EQ(list.values(), FIVE);
+    });
+}
+
 // A callback that makes the deletion of its element fail: the count that the walk goes by is older than the list.
 List *list_to_empty;
 i16 empties_the_list(void *, intptr_t)
@@ -1515,7 +1585,7 @@ TEST(glist_set_debug_file, without_memory_gives_0)
     gfree(block);
 }
 
-// A list of two elements of 20 bytes, with all bytes from 0x1E on, so that a dump has a full and a part line.
+// A list of two elements of 20 bytes, with bytes from 0x1E on, so that a dump has a full and a part line.
 GHandle list_to_dump(const Shape &shape)
 {
     i32 err;
@@ -1523,6 +1593,7 @@ GHandle list_to_dump(const Shape &shape)
     EXPECT_EQ(err, 0);
     u8 bytes[40];
     for (size_t i = 0; i < sizeof bytes; i++) bytes[i] = (u8)(0x1E + i);
+    bytes[37] = 0x7E;
     bytes[38] = 0x7F;
     bytes[39] = 0xFE;
     EXPECT_EQ(glist_append(list, 0, bytes, 2, 0), 1);
@@ -1539,7 +1610,7 @@ const std::string DUMP =
     "\r\n  2E 2F 30 31                                      -> \"./01\""
     "\r\n\r\n  Element #: 2"
     "\r\n  32 33 34 35 36 37 38 39 3A 3B 3C 3D 3E 3F 40 41  -> \"23456789:;<=>?@A\""
-    "\r\n  42 43 7F FE                                      -> \"BC..\"";
+    "\r\n  42 7E 7F FE                                      -> \"B~..\"";
 
 TEST(glist_dump, appends_to_the_named_file_and_makes_it)
 {
@@ -1671,7 +1742,7 @@ TEST(glist_dump, without_memory_for_an_element_gives_4)
     file_close(file);
 }
 
-// The third write of an element's 20 bytes: its first line is left out, and so is its second.
+// Three bytes of the first element's first line go out, and its second line does not.
 TEST(glist_dump, ends_an_element_at_the_line_that_does_not_go_out_whole)
 {
     TempDir dir;

@@ -185,6 +185,26 @@ inline void on_each_kind(const std::vector<i32> &values, const std::function<voi
     }
 }
 
+// While this is there, the block is away that the elements of a memory list are in, or the table of a disk list: no
+// element can be locked.
+class WithoutElements {
+public:
+    explicit WithoutElements(List &list)
+    {
+        GHandle table = list.shape.kind == GLIST_MEMORY ? list.handle : list.disk()->table;
+        state = (GlistMemoryState *)glist_state((Glist *)glock(table));
+        data = state->data;
+        state->data = 0;
+    }
+    ~WithoutElements() { state->data = data; }
+    WithoutElements(const WithoutElements &) = delete;
+    WithoutElements &operator=(const WithoutElements &) = delete;
+
+private:
+    GlistMemoryState *state;
+    GHandle data;
+};
+
 // ---- Callbacks ------------------------------------------------------------------------------------------------------
 
 inline i16 equals(void *element, intptr_t data)
