@@ -1,14 +1,12 @@
 // What a resource costs beside the plain system call for its bytes.
 //
 // Each benchmark has a yardstick that moves the same bytes with the system alone; the last lines printed are the ratios.
+#include "bench/ratios.h"
 #include "zuk/zuk.h"
 
-#include <benchmark/benchmark.h>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <map>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -146,33 +144,15 @@ BENCHMARK(change_in_place);
 BENCHMARK(plain_pointer);
 BENCHMARK(lock_handle);
 
-// The usual lines, and the times kept for the ratios.
-class Reporter : public benchmark::ConsoleReporter {
-public:
-    std::map<std::string, double> nanoseconds;
-
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        for (const Run &run : runs) nanoseconds[run.benchmark_name()] = run.GetAdjustedRealTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
-void print_ratio(Reporter &reporter, const char *what, const char *yardstick)
-{
-    if (!reporter.nanoseconds.count(what) || !reporter.nanoseconds.count(yardstick)) return;
-    printf("%s / %s = %.2f\n", what, yardstick, reporter.nanoseconds[what] / reporter.nanoseconds[yardstick]);
-}
-
 } // namespace
 
 int main(int argc, char **argv)
 {
     benchmark::Initialize(&argc, argv);
-    Reporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    print_ratio(reporter, "read_by_id", "plain_read");
-    print_ratio(reporter, "read_by_name", "read_by_id");
-    print_ratio(reporter, "change_in_place", "plain_write");
-    print_ratio(reporter, "lock_handle", "plain_pointer");
+    Ratios ratios(TIME_OF_WALL);
+    benchmark::RunSpecifiedBenchmarks(&ratios);
+    ratios.print("read_by_id", "plain_read");
+    ratios.print("read_by_name", "read_by_id");
+    ratios.print("change_in_place", "plain_write");
+    ratios.print("lock_handle", "plain_pointer");
 }

@@ -3,15 +3,13 @@
 // The yardstick of a memory list is a vector; that of a disk list a file that is mapped into memory, page by page as it
 // grows. One iteration is a pass over all elements, and the times are of one pass; the last lines printed are the
 // ratios, of processor time: everything here goes through the system's cache, and nothing waits for a disk.
+#include "bench/ratios.h"
 #include "lists/glist.h"
 
 #include <algorithm>
-#include <benchmark/benchmark.h>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <map>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -215,35 +213,17 @@ BENCHMARK(memory_find)->Unit(benchmark::kMicrosecond);
 BENCHMARK(mapped_find)->Unit(benchmark::kMicrosecond);
 BENCHMARK(disk_find)->Unit(benchmark::kMicrosecond);
 
-// The usual lines, and the times kept for the ratios.
-class Reporter : public benchmark::ConsoleReporter {
-public:
-    std::map<std::string, double> times;
-
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        for (const Run &run : runs) times[run.benchmark_name()] = run.GetAdjustedCPUTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
-void print_ratio(Reporter &reporter, const char *what, const char *yardstick)
-{
-    if (!reporter.times.count(what) || !reporter.times.count(yardstick)) return;
-    printf("%s / %s = %.2f\n", what, yardstick, reporter.times[what] / reporter.times[yardstick]);
-}
-
 } // namespace
 
 int main(int argc, char **argv)
 {
     benchmark::Initialize(&argc, argv);
-    Reporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    print_ratio(reporter, "memory_append", "vector_append");
-    print_ratio(reporter, "memory_read", "vector_read");
-    print_ratio(reporter, "memory_find", "vector_find");
-    print_ratio(reporter, "disk_append", "mapped_append");
-    print_ratio(reporter, "disk_read", "mapped_read");
-    print_ratio(reporter, "disk_find", "mapped_find");
+    Ratios ratios;
+    benchmark::RunSpecifiedBenchmarks(&ratios);
+    ratios.print("memory_append", "vector_append");
+    ratios.print("memory_read", "vector_read");
+    ratios.print("memory_find", "vector_find");
+    ratios.print("disk_append", "mapped_append");
+    ratios.print("disk_read", "mapped_read");
+    ratios.print("disk_find", "mapped_find");
 }

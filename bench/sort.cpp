@@ -2,14 +2,12 @@
 //
 // The records are compared as bytes, whole. The last lines printed are the ratios. Sorted records are the worst case of
 // the sort, which takes the first record as its pivot: that it is slow there is part of what it is.
+#include "bench/ratios.h"
 #include "decimal/blocks.h"
 
 #include <algorithm>
-#include <benchmark/benchmark.h>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -92,24 +90,6 @@ template <int SIZE> void add_all()
     }
 }
 
-// The usual lines, and the processor's times kept for the ratios: a sort waits for nothing.
-class Reporter : public benchmark::ConsoleReporter {
-public:
-    std::map<std::string, double> times;
-
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        for (const Run &run : runs) times[run.benchmark_name()] = run.GetAdjustedCPUTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
-void print_ratio(Reporter &reporter, const std::string &what, const std::string &yardstick)
-{
-    if (!reporter.times.count(what) || !reporter.times.count(yardstick)) return;
-    printf("%s / %s = %.2f\n", what.c_str(), yardstick.c_str(), reporter.times[what] / reporter.times[yardstick]);
-}
-
 } // namespace
 
 int main(int argc, char **argv)
@@ -117,13 +97,13 @@ int main(int argc, char **argv)
     benchmark::Initialize(&argc, argv);
     add_all<16>();
     add_all<64>();
-    Reporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
+    Ratios ratios;
+    benchmark::RunSpecifiedBenchmarks(&ratios);
     for (int size : { 16, 64 }) {
         for (Order order : { RANDOM, SORTED, EQUAL }) {
             std::string sort = name_of(BlockSort::NAME, size, order);
-            print_ratio(reporter, sort, name_of(Qsort::NAME, size, order));
-            print_ratio(reporter, sort, name_of(StdSort::NAME, size, order));
+            ratios.print(sort, name_of(Qsort::NAME, size, order));
+            ratios.print(sort, name_of(StdSort::NAME, size, order));
         }
     }
 }
