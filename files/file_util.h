@@ -18,7 +18,8 @@ namespace zuk {
 
 extern u8 default_directory[256];         // a portable name; empty at the start, and for its owner to set
 
-// Put the default directory in front of a name without a volume, and cut the whole to 127 characters.
+// Put the default directory in front of a name that does not begin with a colon, and cut the whole to 127 characters.
+// In place; the result is the string.
 PString filename_qualify(PString name);
 
 void filetype_to_ext(PString type);       // in place; no type is `*`, an unknown one its first three characters
@@ -38,27 +39,32 @@ i16 file_readcline(FileHandle file, char *dest);  // NUL-terminated
 // ---- Temporary files ------------------------------------------------------------------------------------------------
 
 // Make an empty file under a name that nobody has, and give that name; the file is the caller's to delete. `dest` takes
-// 260 bytes. 1 and code 0 always; the name is empty if there is no file. *
+// 260 bytes. 1 and code 0 always; the name is empty if there is no file, and cut where it has more than 255
+// characters. *
 i16 file_tempname(PString dest);
-// The same in a directory, or the current one for "": `name` is the directory before and the file afterwards, in 256
-// bytes. 1, or 0 and the empty name; code 9 if the name has more than 255 characters (the file stays). *
+// The same in a directory, or the current one for "": `name` is the directory before, uncut, and the file afterwards,
+// in 256 bytes. 1, or 0 and the empty name; code 9 if the name has more than 255 characters (the file stays). *
 i16 file_tempname_in(PString name);
 
 // ---- Files and directories by name: the code, also stored -----------------------------------------------------------
 
-// Let two files exchange their names. If the second cannot be renamed, the first gets its name back; if the last step
-// fails the first file keeps the name `f%$#dzvq.tmp` in its directory, and the second has the first name. *
+// Let two files exchange their names, each cut to 127 characters. If the second cannot be renamed, the first gets its
+// name back; if the last step fails the first file keeps the name `f%$#dzvq.tmp` in its directory, and the second has
+// the first name. Code 3 also if that name is taken. *
 u32 file_swap(ConstPString first, ConstPString second);
-u32 file_mkdir(ConstPString name);        // *
-// Relative names start in this directory from now on. It is given back normalised, and no code is set.
+// Make a directory by a name cut to 127 characters; code 3 if the name is taken, 9 if there is nowhere to make it. *
+u32 file_mkdir(ConstPString name);
+// Relative names start in this directory from now on. It is given back normalised, in its buffer of 256 bytes, and no
+// code is set: after a failure they start where they did.
 void file_chdir(PString name);
 
 // Begin the search for the files of a type ("" for any) in a directory, which is a name with its separator behind it or
-// empty, and append the name found to it. After a failure `name` is empty; code 3 if nothing was found, 9 if there is
-// no such directory. Names come in any case; without a type `.` and `..` come first. *
+// empty, and append the name found to it. `name` has 256 bytes, and its first 127 characters are the directory; a name
+// found that does not fit behind it is left out. After a failure `name` is empty; code 3 if nothing was found, 9 if
+// there is no such directory. Names come in any case; without a type `.` and `..` come first. *
 u32 file_findfirst(PString name, ConstPString type);
 // Append the next name found to a string, which should hold the directory again. Code 2 and an empty string when there
-// are no more; 1 without a search, and then the string stays. *
+// are no more; 1 without a search, and then the string stays; 1 and an empty string after a search that failed. *
 u32 file_findnext(PString name);
 
 i16 file_readline_err(FileHandle file, PString dest, u32 *error);

@@ -53,11 +53,15 @@ enum LangOperation : i32 {
 };
 uintptr_t lang_control(i32 operation, uintptr_t argument);
 
-i16 acs_load();               // 1 if the file was loaded; tables loaded before are freed first
+// Load the file: 1, or 0 if it is missing or too short, or there is no memory. Tables loaded before are freed first. A
+// file that is too short leaves two tables of zeros. A line that cannot be read is passed over like a bad one.
+i16 acs_load();
+// Free both tables. The record of operation 3 is without one then; that of operation 4 keeps its weights.
 void acs_free();
 
 void *optlib_load();          // the library, loaded unless it is held already; null if there is none
 i32 optlib_free();            // 0
-uintptr_t optlib_call(i16 entry, uintptr_t argument);  // entries 1 to 3; 0 for any other, or without one, or a library
+// What the entry of this number, 1 to 3, makes of the argument. 0 for another, or if it or the library is missing.
+uintptr_t optlib_call(i16 entry, uintptr_t argument);
 
 } // namespace zuk

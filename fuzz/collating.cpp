@@ -1,4 +1,5 @@
-// Any bytes as a collating file: it is loaded, asked for its tables, compared with, and stopped.
+// Any bytes as a collating file: it is loaded, asked for its tables, compared with, and stopped; then the same bytes as
+// long lines.
 //
 // No call reaches the system: one file in memory stands in front, whose calls fail from the n-th on if the input says
 // so, and no optional library. Besides the sanitizers the target itself refuses, by a trap,
@@ -6,8 +7,10 @@
 //   - a name without an end, a record without a table, more calls than 34 lines take
 //   - a comparison that does not change its sign with its arguments, or goes beyond the weights
 //   - a handle that is left alive
+//   - a long line without a terminator, one that does not go on, or an end of the lines ahead of that of the file
 //
 //   | start | count | calls that succeed, 0 for all | length of the texts | texts | the file |
+#include "files/file_util.h"
 #include "foundation/collate.h"
 #include "foundation/handles.h"
 #include "foundation/pstrings.h"
@@ -112,6 +115,26 @@ static void compare(ConstPString first, ConstPString second, i16 start, i16 coun
     if (first[0] >= start && same != 0) refuse("a text is not itself");
 }
 
+// All lines of the file in memory, up to the first that is none.
+static void read_long_lines()
+{
+    calls = 0;
+    u32 error = FILE_OK;
+    FileHandle file = file_open_err((ConstPString) "\007ZUK.ACS", FILE_READ_ONLY, &error);
+    i16 more = file != 0;
+    while (more) {
+        u32 start = position;
+        char line[LONG_LINE_SIZE];
+        memset(line, '#', sizeof line);
+        more = file_readcline_err(file, line, &error);
+        bool delivered = more || error == FILE_END;
+        if (delivered && strnlen(line, sizeof line) == sizeof line) refuse("a long line has no terminator");
+        if (more && position <= start) refuse("a long line does not go on");
+        if (more != (error == FILE_OK)) refuse("the result and the code of a line disagree");
+    }
+    if (calls_that_succeed == 0 && (error != FILE_END || position != disk_size)) refuse("lines end ahead of the file");
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     if (size < 4) return 0;
@@ -150,5 +173,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     acs_free();
     if (handles_alive() != alive) refuse("a handle is left alive");
     if (lang_control(LANG_CASE_SENSITIVE, 0)) refuse("a freed table is given out");
+    read_long_lines();
     return 0;
 }

@@ -1,8 +1,9 @@
 // Directories, temporary files and searches over POSIX calls.
 //
 // A search reads its directory whole when it begins and keeps the names that match in one block: `.` and `..` first,
-// the others sorted without regard to case, which is the order of the counterpart. What comes and goes afterwards is
-// not seen. The block is of the C library: a test that makes the memory of the library fail does not hit it.
+// the others in the order of the counterpart, where letters of both cases count as capitals. What comes and goes
+// afterwards is not seen. The block is of the C library: a test that makes the memory of the library fail does not hit
+// it.
 
 #include "platform/posix/names.h"
 
@@ -58,8 +59,9 @@ static u32 posix_temporary(char path[PLATFORM_PATH_SIZE])
     return PLATFORM_OK;
 }
 
-// `TNT` with four digits and `.tmp`, behind a separator.
-constexpr size_t TEMPORARY_NAME_SIZE = sizeof "/TNT0000.tmp";
+// What the counterpart takes. The file's name, `TNT` with four digits and `.tmp`, and a separator fit behind it.
+constexpr size_t LONGEST_DIRECTORY = PLATFORM_PATH_SIZE - 14;
+static_assert(LONGEST_DIRECTORY + sizeof "/TNT0000.tmp" <= PLATFORM_PATH_SIZE);
 constexpr u32 TEMPORARY_NAMES = 0xFFFF;  // from 1 on
 
 static void put_temporary_name(char *at, u32 number)
@@ -78,11 +80,10 @@ static u32 posix_make_temporary(const char *directory, char path[PLATFORM_PATH_S
     struct stat found;
     if (stat(directory_path, &found) == -1 || !S_ISDIR(found.st_mode)) return PLATFORM_NO_DIRECTORY;
     size_t length = strlen(directory_path);
-    bool separated = directory_path[length - 1] == '/';
-    if (length - separated + TEMPORARY_NAME_SIZE > PLATFORM_PATH_SIZE) return PLATFORM_BUFFER_OVERFLOW;
+    if (length > LONGEST_DIRECTORY) return PLATFORM_BUFFER_OVERFLOW;
 
     memcpy(path, directory_path, length);
-    if (!separated) path[length++] = '/';
+    if (path[length - 1] != '/') path[length++] = '/';
 
     // The search for a free number begins anywhere, so that programs do not queue for the same ones.
     timespec now;
@@ -102,9 +103,9 @@ static u32 posix_make_temporary(const char *directory, char path[PLATFORM_PATH_S
 
 // ---- Patterns -------------------------------------------------------------------------------------------------------
 
-static u8 lower(char character)
+static u8 upper(char character)
 {
-    return (u8)(character >= 'A' && character <= 'Z' ? character - 'A' + 'a' : character);
+    return (u8)(character >= 'a' && character <= 'z' ? character - 'a' + 'A' : character);
 }
 
 // Whether the `length` characters of a pattern stand for the whole name.
@@ -117,7 +118,7 @@ static bool wildcards_match(const char *pattern, size_t length, const char *name
         if (pattern < end && *pattern == '*') {
             after_star = ++pattern;
             not_taken = name;
-        } else if (pattern < end && (*pattern == '?' || lower(*pattern) == lower(*name))) {
+        } else if (pattern < end && (*pattern == '?' || upper(*pattern) == upper(*name))) {
             pattern++;
             name++;
         } else if (after_star) {
@@ -189,7 +190,7 @@ static int order_of_names(const void *first, const void *second)
     if (ranks) return ranks;
 
     for (size_t i = 0; a[i] || b[i]; i++) {
-        if (lower(a[i]) != lower(b[i])) return lower(a[i]) - lower(b[i]);
+        if (upper(a[i]) != upper(b[i])) return upper(a[i]) - upper(b[i]);  // so `_` comes behind Z
     }
     return strcmp(a, b);
 }

@@ -30,6 +30,8 @@ static u32 win32_temporary(char path[PLATFORM_PATH_SIZE])
 
 static u32 win32_make_temporary(const char *directory, char path[PLATFORM_PATH_SIZE])
 {
+    // The service refuses a longer directory. Under Wine it does not, and leaves a path without a terminator.
+    if (strlen(directory) > MAX_PATH - 14) return PLATFORM_BUFFER_OVERFLOW;
     return outcome(GetTempFileNameA(directory, "TNT", 0, path) != 0);
 }
 

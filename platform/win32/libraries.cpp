@@ -23,7 +23,8 @@ static void own_folder(char folder[MAX_PATH])
     *(last_separator ? last_separator + 1 : folder) = 0;
 }
 
-static void *win32_load(const char *name)
+// Beside the module, then as the loader finds it.
+static HMODULE find_and_load(const char *name)
 {
     char path[MAX_PATH];
     own_folder(path);
@@ -34,6 +35,15 @@ static void *win32_load(const char *name)
         if (library) return library;
     }
     return LoadLibraryA(name);
+}
+
+// A file that is no library must not put up a message either.
+static void *win32_load(const char *name)
+{
+    UINT mode_before = SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
+    HMODULE library = find_and_load(name);
+    SetErrorMode(mode_before);
+    return library;
 }
 
 static PlatformEntry win32_entry(void *library, const char *name)

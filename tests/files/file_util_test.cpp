@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,9 @@ using Lines = std::vector<std::string>;
 
 // A code that no operation gives: what still holds it was not written.
 constexpr u32 UNTOUCHED = 77;
+
+// Ahead of every test, which could set it.
+static const u8 length_of_the_first_default_directory = default_directory[0];
 
 namespace {
 
@@ -70,6 +74,35 @@ TEST(file_util, has_every_operation)
     for (const void *operation : operations) EXPECT_NE(operation, nullptr);
 }
 
+TEST(file_util, writes_the_code_to_the_word_of_an_err_form_alone)
+{
+    Fresh fresh;
+    FileHandle file = fresh.open("line\rlong line\r");
+    Name a = fresh.dir.name("a"), b = fresh.dir.put("b", "");
+    u8 line[LINE_SIZE], buffer[260];
+    char long_line[LONG_LINE_SIZE];
+    Name temporary = fresh.dir.name(), search(fresh.dir.name().str() + "/"), next;
+
+    const std::vector<std::function<u32(u32 *)>> operations = {
+        [&](u32 *error) { return (u32)file_readline_err(file, line, error) - 1; },
+        [&](u32 *error) { return (u32)file_readcline_err(file, long_line, error) - 1; },
+        [&](u32 *error) { return (u32)file_close_err(file, error) - 1; },
+        [&](u32 *error) { return (u32)file_tempname_err(buffer, error) - 1; },
+        [&](u32 *error) { return (u32)file_tempname_in_err(temporary, error) - 1; },
+        [&](u32 *error) { return file_swap_err(a, b, error); },
+        [&](u32 *error) { return file_mkdir_err(fresh.dir.name("d"), error); },
+        [&](u32 *error) { return file_findfirst_err(search, Name(""), error); },
+        [&](u32 *error) { return file_findnext_err(next, error); },
+    };
+    for (size_t i = 0; i < operations.size(); i++) {
+        u32 error = UNTOUCHED;
+        EXPECT_EQ(operations[i](&error), 0u) << i;  // as each of them succeeds
+        EXPECT_EQ(error, FILE_OK) << i;
+        EXPECT_EQ(file_error, UNTOUCHED) << i;
+    }
+    EXPECT_EQ(file_delete(buffer), 1);
+}
+
 // ---- Names and types ------------------------------------------------------------------------------------------------
 
 static std::string qualified(const std::string &text, const std::string &directory)
@@ -95,7 +128,7 @@ TEST(filename_qualify, leaves_a_name_with_a_volume)
 
 TEST(filename_qualify, has_an_empty_directory_at_the_start)
 {
-    EXPECT_EQ(default_directory[0], 0);
+    EXPECT_EQ(length_of_the_first_default_directory, 0);
     EXPECT_EQ(qualified("NAME", ""), "NAME");
 }
 
@@ -277,6 +310,8 @@ TEST(file_readline, gives_a_long_line_in_unmarked_pieces)
 {
     Fresh fresh;
     std::string piece(255, 'x');
+    EXPECT_EQ(lines_of(fresh, piece + std::string(45, 'y')),
+              (Gots{ { 1, 0, piece }, { 0, 2, std::string(45, 'y') } }));
     EXPECT_EQ(lines_of(fresh, piece + std::string(45, 'y') + "\rz\r"),
               (Gots{ { 1, 0, piece }, { 1, 0, std::string(45, 'y') }, { 1, 0, "z" }, { 0, 2, "" } }));
     // Without an end to it, the last 255 characters are a line of their own, and behind them is an empty one.
@@ -456,6 +491,45 @@ static bool is_temporary_name(const std::string &name)
     return upper.size() > 7 && upper.substr(0, 3) == "TNT" && upper.substr(upper.size() - 4) == ".TMP";
 }
 
+// A service of directories that makes its file and then gives another path for it.
+static std::string (*path_told)(const std::string &made);
+
+static u32 make_temporary_and_tell(const char *directory, char *path)
+{
+    u32 error = native_directories.make_temporary(directory, path);
+    std::string told = path_told(path);
+    memcpy(path, told.c_str(), told.size() + 1);
+    return error;
+}
+
+namespace {
+
+struct PathTold {
+    const PlatformDirectories *usual = platform_directories;
+    PlatformDirectories telling = *usual;
+
+    PathTold(std::string (*path)(const std::string &made))
+    {
+        path_told = path;
+        telling.make_temporary = make_temporary_and_tell;
+        platform_directories = &telling;
+    }
+    ~PathTold() { platform_directories = usual; }
+};
+
+} // namespace
+
+// The same file by a path of so many characters, with the directory named again and again.
+template <size_t length>
+static std::string stretched(const std::string &path)
+{
+    std::string longer = path;
+    size_t separator = path.find_last_of("/\\");
+    while (longer.size() + 2 <= length) longer.insert(separator, { path[separator], '.' });
+    if (longer.size() < length) longer.insert(separator, 1, path[separator]);
+    return longer;
+}
+
 TEST(file_tempname, makes_an_empty_file)
 {
     Fresh fresh;
@@ -479,6 +553,34 @@ TEST(file_tempname, gives_another_name_each_time)
     EXPECT_NE(std::string((char *)first + 1, first[0]), std::string((char *)second + 1, second[0]));
     EXPECT_EQ(file_delete(first), 1);
     EXPECT_EQ(file_delete(second), 1);
+}
+
+TEST(file_tempname, gives_a_portable_name)
+{
+    Fresh fresh;
+    u8 buffer[260] = {};
+    EXPECT_EQ(file_tempname(buffer), 1);
+    EXPECT_EQ(file_delete(buffer), 1);
+
+    PathTold told([](const std::string &made) {
+        fs::remove(made);
+        return std::string("C:\\TEMP\\TNT1.tmp");
+    });
+    EXPECT_EQ(file_tempname(buffer), 1);
+    EXPECT_EQ(std::string((const char *)buffer + 1, buffer[0]), ":C:TEMP/TNT1.tmp");
+}
+
+TEST(file_tempname, cuts_a_name_of_more_than_255_characters)
+{
+    Fresh fresh;
+    u8 buffer[260] = {};
+    PathTold told([](const std::string &made) {
+        fs::remove(made);
+        return std::string(255, 'n') + "cut";
+    });
+    EXPECT_EQ(file_tempname(buffer), 1);
+    EXPECT_EQ(file_error, FILE_OK);
+    EXPECT_EQ(std::string((const char *)buffer + 1, buffer[0]), std::string(255, 'n'));
 }
 
 TEST(file_tempname, never_fails)
@@ -533,21 +635,54 @@ TEST(file_tempname_in, of_a_missing_directory_fails_and_empties_the_name)
     EXPECT_EQ(file_tempname_in(name), 0);
     EXPECT_NE(file_error, FILE_OK);
     EXPECT_NE(file_error, UNTOUCHED);
-    EXPECT_EQ(name.str(), "");
+    EXPECT_EQ(std::count(std::begin(name.text), std::end(name.text), 0), 256);
+}
+
+TEST(file_tempname_in, gives_a_portable_name)
+{
+    Fresh fresh;
+    PathTold told([](const std::string &) { return std::string("C:\\D\\TNT1.tmp"); });
+    Name name = fresh.dir.name();
+    EXPECT_EQ(file_tempname_in(name), 1);
+    EXPECT_EQ(name.str(), ":C:D/TNT1.tmp");
+}
+
+TEST(file_tempname_in, gives_a_name_of_255_characters)
+{
+    Fresh fresh;
+    PathTold told(stretched<255>);
+    Name name = fresh.dir.name();
+    EXPECT_EQ(file_tempname_in(name), 1);
+    EXPECT_EQ(file_error, FILE_OK);
+    EXPECT_EQ(name.text[0], 255);
+    EXPECT_EQ(size_of_file(name.str()), 0u) << name.str();
 }
 
 TEST(file_tempname_in, gives_9_for_a_name_over_255_characters)
 {
-    // 246 characters are the longest directory that may hold such a file, whose path is then longer than a string.
+    for (auto path : { stretched<256>, stretched<259> }) {
+        Fresh fresh;
+        PathTold told(path);
+        Name name = fresh.dir.name();
+        EXPECT_EQ(file_tempname_in(name), 0);
+        EXPECT_EQ(file_error, FILE_BAD_PATH);
+        EXPECT_EQ(name.str(), "");
+        EXPECT_EQ(std::distance(fs::directory_iterator(fresh.dir.path()), {}), 1);  // nobody removes it
+    }
+}
+
+TEST(file_tempname_in, of_a_directory_too_long_for_such_a_file_fails)
+{
+    // 246 characters is the longest that the service takes.
     Fresh fresh;
     std::string base = fresh.dir.native("");
-    std::string directory(246 - base.size() - 1, 'd');
+    std::string directory(247 - base.size() - 1, 'd');
     fs::create_directory(fresh.dir.path(directory));
     Name name = fresh.dir.name(directory);
     EXPECT_EQ(file_tempname_in(name), 0);
-    EXPECT_EQ(file_error, FILE_BAD_PATH);
+    EXPECT_EQ(file_error, FILE_FAILED);
     EXPECT_EQ(name.str(), "");
-    EXPECT_EQ(std::distance(fs::directory_iterator(fresh.dir.path(directory)), {}), 1);  // nobody removes it
+    EXPECT_TRUE(fs::is_empty(fresh.dir.path(directory)));
 }
 
 TEST(file_tempname_in, gives_the_code_of_a_failure)
@@ -696,6 +831,8 @@ TEST(file_swap, cuts_names_to_127_characters)
     fresh.dir.put("b", "second");
     EXPECT_EQ(file_swap(Name(longest + "more"), Name("b")), FILE_OK);
     EXPECT_EQ(fresh.dir.content(longest), "second");
+    EXPECT_EQ(file_swap(Name("b"), Name(longest + "more")), FILE_OK);
+    EXPECT_EQ(fresh.dir.content(longest), "first");
 }
 
 TEST(file_mkdir, makes_a_directory)

@@ -21,6 +21,13 @@ namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 using Table = std::array<u8, 256>;
 
+// Ahead of every test, which could change them.
+static const i32 first_mode = lang_mode(nullptr);
+static const uintptr_t first_answers[] = {
+    lang_control(LANG_STOP, 0), lang_control(LANG_FUNCTION, 0), lang_control(LANG_CASE_SENSITIVE, 0),
+    lang_control(LANG_CASE_BLIND, 0), optlib_call(1, 0),
+};
+
 // ---- Collating files ------------------------------------------------------------------------------------------------
 
 static Table identity()
@@ -285,6 +292,27 @@ TEST(acs_load, without_a_file_gives_0_and_keeps_nothing)
     EXPECT_EQ(handles_alive(), fresh.handles_before);
 }
 
+TEST(acs_load, that_fails_takes_its_table_from_the_case_sensitive_record_alone)
+{
+    // The flag of an earlier load still stands, so that the records can be asked for.
+    Fresh fresh;
+    fresh.put(sound_file());
+    EXPECT_EQ(lang_control(LANG_START, 0), 1u);
+    for (u32 nth : { 1, 2, 3 }) {
+        faults_start({ .call = FAULT_ALLOC, .nth = nth });
+        EXPECT_EQ(acs_load(), 0) << nth;
+        EXPECT_TRUE(faults_stop()) << nth;
+        EXPECT_EQ(record_of(LANG_CASE_SENSITIVE), nullptr) << nth;
+        EXPECT_EQ(table_of(LANG_CASE_BLIND), backwards()) << nth;
+        EXPECT_EQ(handles_alive(), fresh.handles_before) << nth;
+    }
+    fresh.forget_file();
+    EXPECT_EQ(acs_load(), 0);
+    EXPECT_EQ(record_of(LANG_CASE_SENSITIVE), nullptr);
+    EXPECT_EQ(table_of(LANG_CASE_BLIND), Table{});  // of the two that were made for the file
+    (void)memory_sweep();  // a failed handle loses its block when its record fails, by design
+}
+
 TEST(acs_load, of_a_short_file_leaves_two_tables_of_zeros)
 {
     for (size_t size : { 0u, 200u, 255u }) {
@@ -328,6 +356,21 @@ TEST(acs_load, frees_the_tables_before_it)
     fresh.forget_file();
     EXPECT_EQ(acs_load(), 0);
     EXPECT_EQ(handles_alive(), fresh.handles_before);
+}
+
+TEST(acs_load, takes_a_line_that_cannot_be_read_for_an_empty_one)
+{
+    // It is read by the next call, so that all behind it comes a line later.
+    Fresh fresh;
+    fresh.put(sound_file());
+    faults_start({ .call = FAULT_READ, .nth = 3 });  // the name and 16 weights are there
+    EXPECT_EQ(lang_control(LANG_START, 0), 1u);
+    EXPECT_TRUE(faults_stop());
+    Table table = identity();
+    for (size_t i = 255; i >= 32; i--) table[i] = table[i - 16];
+    for (size_t i = 16; i < 32; i++) table[i] = 0x0F;
+    EXPECT_EQ(table_of(LANG_CASE_SENSITIVE), table);
+    EXPECT_EQ(call_counts().read, 34u);
 }
 
 TEST(acs_load, survives_whichever_call_fails)
@@ -433,6 +476,11 @@ TEST(lang_control, before_the_start_gives_0)
     EXPECT_EQ(call_counts().entry, 0u);
 }
 
+TEST(lang_control, holds_nothing_when_the_program_begins)
+{
+    for (uintptr_t answer : first_answers) EXPECT_EQ(answer, 0u);
+}
+
 TEST(lang_control, with_the_file_does_not_load_the_library)
 {
     Fresh fresh;
@@ -523,6 +571,24 @@ TEST(lang_control, stop_never_clears_the_flag_of_the_file)
     EXPECT_EQ(table_of(LANG_CASE_BLIND), backwards());
 }
 
+TEST(lang_control, keeps_its_own_idea_of_a_library_that_was_freed)
+{
+    Fresh fresh;
+    uintptr_t library = lang_control(LANG_START, 0);
+    (void)optlib_free();
+    calls_reset();
+    for (i32 operation : { 2, 3, 4 }) EXPECT_EQ(lang_control(operation, 0), 0u) << operation;
+    EXPECT_EQ(lang_control(LANG_START, 0), library);
+    EXPECT_EQ(compared("a", "b", 1, 255, 0), -1);  // the plain compare
+    EXPECT_EQ(call_counts().load + call_counts().entry, 0u);
+
+    // A stop ends it; there is nothing left to unload.
+    (void)lang_control(LANG_STOP, 0);
+    EXPECT_EQ(call_counts().unload, 0u);
+    EXPECT_NE(lang_control(LANG_START, 0), 0u);
+    EXPECT_EQ(call_counts().load, 1u);
+}
+
 TEST(lang_control, starts_again_after_a_stop)
 {
     Fresh fresh;
@@ -560,7 +626,7 @@ TEST(lang_control, start_survives_whichever_call_fails)
 TEST(lang_mode, is_2_until_it_is_set)
 {
     Fresh fresh;
-    EXPECT_EQ(lang_mode(nullptr), 2);
+    EXPECT_EQ(first_mode, 2);
     for (i32 mode : { 1, 0, -5, INT32_MAX }) {
         EXPECT_EQ(lang_mode(&mode), mode);
         EXPECT_EQ(lang_mode(nullptr), mode);
@@ -599,12 +665,14 @@ TEST(pstrlangcompare, uses_the_tables_in_mode_1_alone)
 TEST(pstrlangcompare, in_mode_2_is_pstricompare_whatever_is_loaded)
 {
     Fresh fresh;
-    fresh.put(table_text("A", backwards()) + table_text("B", backwards()));
-    (void)lang_control(LANG_START, 0);
-    for_many_comparisons([](const Name &first, const Name &second, i16 start, i16 count, i16 fold_case) {
-        ASSERT_EQ(pstrlangcompare(first, second, start, count, fold_case),
-                  pstricompare(first, second, start, count, fold_case));
-    });
+    for (bool with_file : { false, true }) {  // first the library alone
+        if (with_file) fresh.put(table_text("A", backwards()) + table_text("B", backwards()));
+        EXPECT_NE(lang_control(LANG_START, 0), 0u);
+        for_many_comparisons([](const Name &first, const Name &second, i16 start, i16 count, i16 fold_case) {
+            ASSERT_EQ(pstrlangcompare(first, second, start, count, fold_case),
+                      pstricompare(first, second, start, count, fold_case));
+        });
+    }
 }
 
 TEST(pstrlangcompare, in_mode_1_without_a_source_is_pstricompare)

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -113,7 +114,41 @@ TEST(native_make_temporary, takes_a_separator_behind_the_directory)
     char path[PLATFORM_PATH_SIZE];
     ASSERT_EQ(native_directories.make_temporary((dir.native() + "\\").c_str(), path), PLATFORM_OK);
     EXPECT_TRUE(fs::exists(path)) << path;
-    EXPECT_EQ(std::string(path).size(), dir.native().size() + strlen("\\TNT1234.tmp")) << path;
+    EXPECT_TRUE(is_separator(path[dir.native().size()])) << path;
+    EXPECT_EQ(std::string(path).substr(dir.native().size() + 1, 3), "TNT") << path;
+}
+
+TEST(native_make_temporary, gives_another_name_each_time)
+{
+    TempDir dir;
+    std::set<std::string> paths;
+    for (int i = 0; i < 50; i++) {
+        char path[PLATFORM_PATH_SIZE];
+        ASSERT_EQ(native_directories.make_temporary(dir.native().c_str(), path), PLATFORM_OK);
+        paths.insert(path);
+    }
+    EXPECT_EQ(paths.size(), 50u);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), {}), 50);
+}
+
+TEST(native_make_temporary, takes_a_directory_of_246_characters_and_no_longer_one)
+{
+    TempDir dir;
+    auto named_again = [&](size_t length) {
+        std::string directory = dir.native();
+        while (directory.size() + 2 <= length) directory += "\\.";
+        if (directory.size() < length) directory += "\\";
+        return directory;
+    };
+    std::string room(300, '#');
+    EXPECT_EQ(native_directories.make_temporary(named_again(246).c_str(), room.data()), PLATFORM_OK);
+    EXPECT_TRUE(fs::exists(room.c_str())) << room;
+    EXPECT_EQ(room.substr(PLATFORM_PATH_SIZE), std::string(40, '#'));
+    for (size_t length = 247; length < 260; length++) {
+        std::string path(300, '#'), directory = named_again(length);
+        EXPECT_EQ(native_directories.make_temporary(directory.c_str(), path.data()), PLATFORM_BUFFER_OVERFLOW);
+        EXPECT_EQ(path, std::string(300, '#')) << length;
+    }
 }
 
 TEST(native_make_temporary, fails_without_a_directory)
@@ -131,6 +166,13 @@ TEST(native_find_first, lists_the_directory_itself_first_and_the_rest_in_order)
     TempDir dir;
     for (const char *name : { "b", "C.txt", "a.txt", ".hidden" }) dir.put(name, "");
     EXPECT_EQ(found_by(dir.native("*.*")), (Lines{ ".", "..", ".hidden", "a.txt", "b", "C.txt" }));
+}
+
+TEST(native_find_first, sorts_letters_as_capitals)
+{
+    TempDir dir;
+    for (const char *name : { "a_", "aZ", "ab", "a-", "a^" }) dir.put(name, "");
+    EXPECT_EQ(found_by(dir.native("a*.*")), (Lines{ "a-", "ab", "aZ", "a^", "a_" }));
 }
 
 TEST(native_find_first, takes_letters_in_any_case)
@@ -179,11 +221,14 @@ TEST(native_find_next, ends_with_no_more_files)
     EXPECT_EQ(error, PLATFORM_NO_MORE_FILES);
 }
 
-TEST(native_find_next, of_a_failed_search_is_an_invalid_handle)
+TEST(native_find_next, of_a_failed_search_or_none_is_an_invalid_handle)
 {
-    char name[PLATFORM_PATH_SIZE];
-    EXPECT_EQ(native_directories.find_next(PLATFORM_FAILED_SEARCH, name), PLATFORM_INVALID_HANDLE);
-    native_directories.find_close(PLATFORM_FAILED_SEARCH);
+    for (PlatformSearch search : { PLATFORM_FAILED_SEARCH, (PlatformSearch)0 }) {
+        char name[PLATFORM_PATH_SIZE] = "untouched";
+        EXPECT_EQ(native_directories.find_next(search, name), PLATFORM_INVALID_HANDLE);
+        EXPECT_STREQ(name, "untouched");
+        native_directories.find_close(search);
+    }
 }
 
 } // namespace zuk
