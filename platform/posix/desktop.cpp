@@ -29,28 +29,36 @@ static u32 posix_value(WindowRef window)
     return row ? row->value : 0;
 }
 
-// Without memory for one more window the number is lost, as for one that has been closed.
+static bool make_room()
+{
+    if (row_count < row_room) return true;
+
+    size_t room = rows ? 2 * row_room : 16;
+    void *longer = rows ? platform_memory->resize(rows, room * sizeof *rows)
+                        : platform_memory->alloc(room * sizeof *rows, false);
+    if (!longer) return false;
+    rows = (WindowValue *)longer;
+    row_room = room;
+    return true;
+}
+
+static void remove_row(WindowValue *row)
+{
+    *row = rows[--row_count];
+    if (row_count) return;
+    platform_memory->free(rows);
+    rows = nullptr;
+    row_room = 0;
+}
+
+// Null is no window and holds nothing. Without memory for one more window the number is lost, as for one that has been
+// closed.
 static void posix_set_value(WindowRef window, u32 value)
 {
     WindowValue *row = row_of(window);
-    if (row && value) {
-        row->value = value;
-    } else if (row) {
-        *row = rows[--row_count];
-        if (row_count) return;
-        free(rows);
-        rows = nullptr;
-        row_room = 0;
-    } else if (value) {
-        if (row_count == row_room) {
-            size_t room = row_room ? 2 * row_room : 16;
-            WindowValue *longer = (WindowValue *)realloc(rows, room * sizeof *rows);
-            if (!longer) return;
-            rows = longer;
-            row_room = room;
-        }
-        rows[row_count++] = { window, value };
-    }
+    if (row && value) row->value = value;
+    else if (row) remove_row(row);
+    else if (value && window && make_room()) rows[row_count++] = { window, value };
 }
 
 static u32 posix_random() { return (u32)random(); }

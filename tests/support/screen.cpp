@@ -1,5 +1,11 @@
 #include "tests/support/screen.h"
 
+#include "desktop/app_state.h"
+#include "desktop/args.h"
+#include "desktop/starfield.h"
+#include "desktop/window.h"
+
+#include <cstdio>
 #include <sstream>
 
 namespace zuk {
@@ -59,7 +65,14 @@ static const PlatformDesktop recording_desktop = {
         return call("drawing_take", window) ? drawing_of(window) : nullptr;
     },
     .drawing_release = [](WindowRef window, DrawingRef drawing) { call("drawing_release", window, drawing); },
-    .pixel_set = [](DrawingRef, i32 x, i32 y, u32 colour) { screen->pixels[{ x, y }] = colour; },
+    .pixel_set =
+        [](DrawingRef drawing, i32 x, i32 y, u32 colour) {
+            screen->pixels[{ x, y }] = colour;
+            if (!screen->logs_pixels) return;
+            char digits[7];
+            snprintf(digits, sizeof digits, "%06x", (unsigned)colour & 0xFFFFFF);
+            call("pixel", drawing, x, y, digits);
+        },
     .paint_begin =
         [](WindowRef window, PlatformPaint *paint) {
             *paint = screen->to_paint;
@@ -81,13 +94,30 @@ static const PlatformDesktop recording_desktop = {
     },
 };
 
+static void forget_program()
+{
+    caret_hide();
+    starfield_stop();
+    app_set_main_window(nullptr);
+    app_set_current_window(nullptr);
+    app_set_client_size(0, 0);
+    app_set_device_context(nullptr);
+    args_clear();
+}
+
 Screen::Screen()
 {
     screen = this;
-    platform_desktop = &recording_desktop;
+    window_platform_set(&recording_desktop);
+    forget_program();
+    log.clear();
 }
 
-Screen::~Screen() { platform_desktop = &native_desktop; }
+Screen::~Screen()
+{
+    forget_program();
+    window_platform_set(nullptr);
+}
 
 std::vector<std::string> Screen::take_log() { return std::exchange(log, {}); }
 

@@ -1,5 +1,6 @@
 // A screen for the length of a test: a table of windows in front of the native one that writes down every call, holds
-// values and colours, deals out the random numbers of the test, and fails where it is told to.
+// values and colours, deals out the random numbers of the test, and fails where it is told to. It begins, and leaves
+// off, with a program that has told nothing of itself, no caret and no star field.
 #pragma once
 
 #include "platform/platform.h"
@@ -31,7 +32,8 @@ struct Screen {
     std::map<WindowRef, u32> values;
     std::map<i32, u32> colours;
     std::deque<u32> random_numbers;            // dealt out from the front; then 0
-    std::map<std::pair<i32, i32>, u32> pixels;  // as they were set last; they are not logged
+    std::map<std::pair<i32, i32>, u32> pixels;  // as they were set last
+    bool logs_pixels = false;                  // "pixel 1007 200 150 ffffff" as well
     PlatformPaint to_paint = {};               // what `paint_begin` gives, beside a drawing
     u32 run_result = 33;
 };
