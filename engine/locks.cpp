@@ -63,6 +63,8 @@ bool spare_byte_unlock(DictFile *file) { return file_unlock(file->file, SPARE_BY
 
 bool dict_changed(DictFile *file)
 {
+    // KEPT: one would expect a table that has moved to be noticed, or a count of free entries that differs. The counter
+    // alone is compared, for inequality. Test: dict_changed.looks_at_no_other_field
     DictHeader now = file->header;  // a header that cannot be read has not changed
     (void)header_read(file, &now);
     return le_get(now.change_count) != le_get(file->header.change_count);
@@ -95,6 +97,8 @@ static i16 take_reader_byte(DictFile *file)
         for (u32 n = 1; n <= READER_COUNT; n++) {
             if (file_lock(file->file, READER_BASE + n, 1)) return (i16)n;
         }
+        // KEPT: one would expect no wait when no round is left. Each round that finds no byte ends with one.
+        // Test: read_lock.gives_up_after_3_rounds_and_3_waits
         delay_to_next_second();
     }
     return 0;
@@ -107,6 +111,8 @@ static void reload_if_changed(DictFile *file)
 
 bool read_lock(DictFile *file)
 {
+    // KEPT: one would expect a closed file to be refused. No lock is needed there, as in the modes that take no part,
+    // and that counts as success. Test: read_lock.of_a_closed_file_does_nothing
     if (!read_lock_needed(file)) return true;
     if (!gate_lock(file)) return false;
     i16 byte = take_reader_byte(file);
@@ -194,6 +200,8 @@ static DictFile *open_file(const DictCookie *cookie, i32 selector)
 DictStatus dict_selected_read_lock(const DictCookie *cookie, i32 selector)
 {
     DictFile *file = open_file(cookie, selector);
+    // KEPT: one would expect 3 for a file that there is not and 7 for a closed one, as elsewhere. Both give 6.
+    // Test: dict_selected_read_lock.gives_6_without_an_open_file
     if (!file) return DICT_NO_FILE;
     if (!read_lock(file)) return DICT_LOCKED_OUT;
     return DICT_OK;
@@ -202,6 +210,8 @@ DictStatus dict_selected_read_lock(const DictCookie *cookie, i32 selector)
 bool dict_selected_has_lock(const DictCookie *cookie, i32 selector)
 {
     const DictFile *file = open_file(cookie, selector);
+    // KEPT: one would expect no where nothing is held. A file in a mode that takes no part has its lock at all times.
+    // Test: dict_selected_has_lock.is_the_opposite_of_a_lock_that_is_needed
     return file && !read_lock_needed(file);
 }
 

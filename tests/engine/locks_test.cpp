@@ -3,6 +3,7 @@
 #include "engine/core_tables.h"
 #include "engine/cookies.h"
 #include "engine/directory.h"
+#include "engine/identifiers.h"
 #include "engine/lifecycle.h"
 #include "engine/pinned_cache.h"
 #include "engine/resources.h"
@@ -345,6 +346,18 @@ TEST(dict_changed, takes_a_failed_read_for_no_change)
     }
 }
 
+// A short read is none that fails: what it has left of the buffer is compared.
+TEST(dict_changed, compares_what_a_short_read_gave)
+{
+    BareDictionary file(DICT_SHARED);
+    file->header.change_count = le16(0x0101);   // the file has 0, and the counter stands at 6 and 7
+    faults_start({ .call = FAULT_READ, .cut = 6 });
+    EXPECT_FALSE(dict_changed(file));
+    faults_start({ .call = FAULT_READ, .cut = 7 });
+    EXPECT_TRUE(dict_changed(file));
+    EXPECT_TRUE(faults_stop());
+}
+
 TEST(dict_reload, lets_go_of_pages_and_module_table_before_it_reads)
 {
     BareDictionary file(DICT_SHARED);
@@ -535,6 +548,29 @@ TEST(dict_reload, without_memory_reads_as_empty)
     EXPECT_EQ(library.body(2, 101, 1, 1), "body of one");
 }
 
+// Whichever look at the file fails: the lock is there, and what was not seen is seen at the next change.
+TEST(dict_reload, works_again_after_a_look_that_failed)
+{
+    SharedLibrary library;
+    Other other(library.path);
+    for (FaultCall call : { FAULT_SEEK, FAULT_READ }) {
+        for (u32 nth = 1;; nth++) {
+            other.count_a_change();
+            faults_start({ .call = call, .nth = nth });
+            EXPECT_TRUE(read_lock(library.file()));
+            bool met = faults_stop();
+            EXPECT_EQ(library.file()->lock_state, 1);
+            read_unlock(library.file());
+            EXPECT_TRUE(range_is_free(other));
+            if (!met) break;
+            std::string body = library.body(2, 101, 1, 1);
+            EXPECT_TRUE(body == "body of one" || body == "<status 3>") << call << ' ' << nth << ": " << body;
+            other.count_a_change();
+            EXPECT_EQ(library.body(2, 101, 1, 1), "body of one") << call << ' ' << nth;
+        }
+    }
+}
+
 // The array of pages is lost for good when it cannot be emptied: the dictionary reads as empty until it is opened
 // again.
 TEST(dict_reload, that_loses_the_array_of_pages_reads_as_empty)
@@ -702,6 +738,23 @@ TEST(read_lock, tries_no_byte_without_the_gate)
     EXPECT_EQ(call_counts().read, 0u);
     EXPECT_EQ(file->lock_state, LOCK_NONE);
     EXPECT_TRUE(range_is_free(other));
+}
+
+// Nobody is told that the gate stays shut behind this workstation, until the file is closed.
+TEST(read_lock, is_had_though_the_gate_cannot_be_freed)
+{
+    BareDictionary file(DICT_SHARED);
+    Other other(file.path);
+    faults_start({ .call = FAULT_UNLOCK });
+    EXPECT_TRUE(read_lock(file));
+    EXPECT_TRUE(faults_stop());
+    EXPECT_EQ(file->lock_state, 1);
+    EXPECT_FALSE(gate_is_free(other));
+    read_unlock(file);
+    EXPECT_EQ(file->lock_state, LOCK_NONE);
+    EXPECT_FALSE(gate_is_free(other));
+    file.close();
+    EXPECT_TRUE(gate_is_free(other));
 }
 
 TEST(read_lock, loads_what_another_has_changed_before_it_counts_as_held)
@@ -1359,6 +1412,8 @@ static std::vector<Reading> readings()
     auto local_id = [] { return (i32)dd_local_get_nresid(0, 1, 1, 1); };
     auto local_position = [] { return (i32)dd_local_get_nresid_pos(0, 1, 1, 1); };
     auto local_name = [] { return dd_local_get_nresname(0, 1, 1, 1, read_buffer); };
+    auto free_id = [] { return (i32)dd_uniqueid(2, 101, 1); };
+    auto free_local_id = [] { return (i32)dd_local_uniqueid(2, 101, 1); };
     auto by_name = [] {
         return resource_id_by_name(dict_select_file(2, 1, SELECT_NO_REDIRECT), 2, 101, 1, Name("one"));
     };
@@ -1380,6 +1435,8 @@ static std::vector<Reading> readings()
         { "dd_local_get_nresid", 1, is(local_id, 0), is(local_id, 0) },                     // kind 1 has none
         { "dd_local_get_nresid_pos", 1, is(local_position, 0), is(local_position, 0) },
         { "dd_local_get_nresname", 1, is(local_name, DICT_NOT_FOUND), is(local_name, DICT_LOCKED_OUT) },
+        { "dd_uniqueid", 1, is(free_id, 22000), is(free_id, 0) },
+        { "dd_local_uniqueid", 1, is(free_local_id, 20000), is(free_local_id, 0) },
         { "resource_id_by_name", 1, is(by_name, 1), is(by_name, 0) },
     };
 }
@@ -1411,6 +1468,25 @@ TEST(who_takes_what, a_read_that_cannot_find_anything_takes_no_lock)
     calls_reset();
     EXPECT_EQ(library.body(2, 101, 1, 0), "<status 3>");
     EXPECT_EQ(lock_lines(), Lines{});
+}
+
+TEST(who_takes_what, an_open_takes_the_read_lock_for_each_core_table)
+{
+    SharedLibrary library;
+    EXPECT_EQ(ds_closefile(1), (DictStatus)DICT_OK);
+    calls_reset();
+    EXPECT_EQ(ds_openfile(1, library.path, DICT_SHARED, 0, &library.cookie), (DictStatus)DICT_OK);
+    EXPECT_EQ(lock_lines(), times(156, ONE_READ));
+    EXPECT_EQ(library.file()->lock_state, LOCK_NONE);
+}
+
+// An owner is told from memory.
+TEST(who_takes_what, asking_for_an_owner_takes_none)
+{
+    SharedLibrary library;
+    calls_reset();
+    EXPECT_EQ(dd_get_owner(library.file(), 1, 22000), -1);
+    EXPECT_EQ(call_lines(), Lines{});
 }
 
 // What is called under a lock of either kind neither takes nor frees any.

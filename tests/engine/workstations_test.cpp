@@ -1,5 +1,6 @@
-// Two and three workstations, each a process of its own, on one dictionary: this program, and others of
-// tests/processes/workstation.cpp. No wait takes time in any of them.
+// Several workstations, each a process of its own, on one dictionary: this program, and others of
+// tests/processes/workstation.cpp. No wait takes time in any of them. What they hold is seen by one more, which tries
+// the bytes by a handle of its own.
 #include "engine/cookies.h"
 #include "engine/locks.h"
 #include "files/file.h"
@@ -8,6 +9,9 @@
 #include "tests/support/workstation.h"
 
 #include <gtest/gtest.h>
+
+#include <functional>
+#include <thread>
 
 namespace zuk {
 
@@ -37,6 +41,35 @@ public:
 
 } // namespace
 
+// Which bytes of the protocol, and around it, others hold: "gate 1 2" for the gate and the first two reader bytes.
+static std::string held(Workstation &prober, const Name &path)
+{
+    static const struct {
+        const char *name;
+        u32 offset;
+    } bytes[] = {
+        { "below", GATE_BYTE - 1 }, { "gate", GATE_BYTE }, { "spare", SPARE_BYTE }, { "0", READER_BASE },
+        { "1", READER_BASE + 1 }, { "2", READER_BASE + 2 }, { "3", READER_BASE + 3 }, { "500", READER_BASE + 500 },
+        { "1000", READER_BASE + 1000 }, { "1001", READER_BASE + 1001 },
+    };
+    std::string all;
+    for (const auto &byte : bytes) {
+        std::string answer = prober.probe(path, byte.offset, 1);
+        if (answer == "held") all += (all.empty() ? "" : " ") + std::string(byte.name);
+        else EXPECT_EQ(answer, "free") << byte.name;
+    }
+    return all;
+}
+
+// That a process has ended is known to its own system at once, and to another one a moment later.
+static void settle(const std::function<bool()> &is_so)
+{
+    for (u32 tries = 0; tries < 1000 && !is_so(); tries++) std::this_thread::yield();
+}
+
+static const char NOTHING[] = "";
+static const char READER_BYTES[] = "1 2 3 500 1000";   // those of them that are tried
+
 static const char OK[] = "0";
 static const char LOCKED_OUT[] = "21";
 
@@ -50,7 +83,13 @@ TEST(workstations, see_what_another_has_added)
     EXPECT_EQ(here.body(2, 101, 1, 3), "<status 3>");             // the directory is in memory from here on
     EXPECT_EQ(there.ask("add 2 101 1 3 three body-of-three"), OK);
     EXPECT_EQ(here.count(), 0u);
+    calls_reset();
     EXPECT_EQ(here.body(2, 101, 1, 3), "body-of-three");
+    // The header for the comparison and for the reload, the first page of the block table and the module table.
+    std::vector<std::string> reads = call_lines({ FAULT_READ });
+    ASSERT_GT(reads.size(), 4u);
+    EXPECT_EQ(std::vector<std::string>(reads.begin(), reads.begin() + 4),
+              (std::vector<std::string>{ "read 0+26", "read 0+26", "read 26+896", "read 3610+808" }));
     EXPECT_EQ(here.name(2, 101, 1, 3), "three");
     EXPECT_EQ(here.count(), 1u);
     EXPECT_EQ(here.count_in_file(), 1u);
@@ -109,6 +148,24 @@ TEST(workstations, count_a_lock_that_is_held_over_several_operations_once)
     there.quit();
 }
 
+// An addition of kind 1 changes its core table inside its own lock.
+TEST(workstations, count_an_operation_inside_another_once)
+{
+    Shared here;
+    here.reopen(DICT_EXCLUSIVE);
+    ASSERT_EQ(dd_choose_owner(1), 1);
+    ASSERT_EQ(here.add(1, 0, 7, 22000, "first", "makes the module, and room in it"), (DictStatus)DICT_OK);
+    here.reopen(DICT_SHARED);
+    Workstation there;
+    EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
+    EXPECT_EQ(there.ask("owner 1"), "1");
+    EXPECT_EQ(there.ask("add 1 0 7 22001 second body"), OK);
+    EXPECT_EQ(there.ask("state"), "0 1");
+    EXPECT_EQ(here.count_in_file(), 1u);
+    EXPECT_EQ(here.body(1, 10, 54, 7)[12 + 2], 1);   // and the table in the file names the owner of 22001
+    there.quit();
+}
+
 // The header of whoever closes last stands, without a lock and with all that was older in it.
 TEST(workstations, that_close_put_their_older_header_back)
 {
@@ -125,6 +182,69 @@ TEST(workstations, that_close_put_their_older_header_back)
     there.quit();
 }
 
+// ---- What they hold -------------------------------------------------------------------------------------------------
+
+// Wherever they run: one prober is always of this system.
+TEST(workstations, show_their_state_in_the_bytes_they_hold)
+{
+    Shared here;
+    Workstation there, prober, neighbour(WORKSTATION_HERE);
+    EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
+    auto all_held = [&] {
+        std::string seen = held(prober, here.path);
+        EXPECT_EQ(held(neighbour, here.path), seen);
+        return seen;
+    };
+    EXPECT_EQ(all_held(), NOTHING);
+
+    EXPECT_EQ(there.ask("lock read"), OK);
+    EXPECT_EQ(there.ask("state"), "1 0");
+    EXPECT_EQ(all_held(), "1");
+    EXPECT_TRUE(read_lock(here.file()));
+    EXPECT_EQ(all_held(), "1 2");
+    EXPECT_EQ(there.ask("unlock"), "1");
+    EXPECT_EQ(all_held(), "2");
+    EXPECT_EQ(there.ask("lock read"), OK);         // the first that is free again
+    EXPECT_EQ(all_held(), "1 2");
+    read_unlock(here.file());
+    EXPECT_EQ(there.ask("unlock"), "1");
+    EXPECT_EQ(there.ask("state"), "0 0");
+    EXPECT_EQ(all_held(), NOTHING);
+
+    EXPECT_EQ(there.ask("lock write"), OK);
+    EXPECT_EQ(there.ask("state"), "-1 0");
+    EXPECT_EQ(all_held(), READER_BYTES);
+    EXPECT_EQ(there.ask("unlock"), "1");
+    EXPECT_EQ(there.ask("state"), "0 1");
+    EXPECT_EQ(all_held(), NOTHING);
+
+    EXPECT_TRUE(write_lock(here.file()));
+    EXPECT_EQ(all_held(), READER_BYTES);
+    EXPECT_NE(write_unlock(here.file()), 0u);
+    EXPECT_EQ(there.ask("hold 999999999 1"), "held");
+    EXPECT_EQ(all_held(), "spare");
+    there.quit();
+    prober.quit();
+    neighbour.quit();
+}
+
+TEST(workstations, hold_a_lock_for_one_operation_and_not_the_gate)
+{
+    Shared here;
+    Workstation prober;
+    std::string in_the_midst;
+    auto look = [&] { in_the_midst = held(prober, here.path); };
+    faults_hook(FAULT_READ, 2, look);              // behind that of the comparison
+    EXPECT_EQ(here.body(2, 101, 1, 1), "body-of-one");
+    EXPECT_EQ(in_the_midst, "1");
+    EXPECT_EQ(held(prober, here.path), NOTHING);
+    faults_hook(FAULT_WRITE, 1, look);
+    EXPECT_EQ(here.add(2, 101, 1, 3, "three", "body"), (DictStatus)DICT_OK);
+    EXPECT_EQ(in_the_midst, READER_BYTES);
+    EXPECT_EQ(held(prober, here.path), NOTHING);
+    prober.quit();
+}
+
 // ---- One keeps the other out ----------------------------------------------------------------------------------------
 
 TEST(workstations, that_write_keep_readers_out)
@@ -135,6 +255,7 @@ TEST(workstations, that_write_keep_readers_out)
     EXPECT_EQ(there.ask("lock write"), OK);
     EXPECT_EQ(there.ask("state"), "-1 0");
     EXPECT_EQ(here.body(2, 101, 1, 1), "<status 21>");
+    EXPECT_EQ(call_counts().lock, 1u + 3 * 1000);                 // it gets the gate, and no byte in three rounds
     EXPECT_EQ(call_counts().slept_ms, 3000u);
     EXPECT_EQ(dd_numresources(2, 101, 1), 0);
     EXPECT_EQ(there.ask("read 2 101 1 1"), "0 body-of-one");
@@ -213,8 +334,7 @@ TEST(workstations, that_wait_to_write_let_no_new_reader_in)
     u32 waits = 0;
     clock_on_sleep([&](u32) {
         if (++waits > 1) return;
-        EXPECT_EQ(late.probe(here.path, GATE_BYTE, 1), "held");
-        EXPECT_EQ(late.probe(here.path, READER_BASE + 2, 1), "free");
+        EXPECT_EQ(held(late, here.path), "gate 1");
         EXPECT_EQ(late.ask("read 2 101 1 1"), LOCKED_OUT);
         EXPECT_EQ(reader.ask("unlock"), "1");
     });
@@ -222,6 +342,30 @@ TEST(workstations, that_wait_to_write_let_no_new_reader_in)
     EXPECT_EQ(waits, 1u);
     EXPECT_EQ(late.ask("read 2 101 1 3"), "0 body");
     reader.quit();
+    late.quit();
+}
+
+// For about a minute; who comes to read in the meantime stands at the gate.
+TEST(workstations, that_wait_behind_a_writer_hold_the_gate)
+{
+    Shared here;
+    Workstation writer, late;
+    EXPECT_EQ(writer.open(here.path, DICT_SHARED), OK);
+    EXPECT_EQ(late.open(here.path, DICT_SHARED), OK);
+    EXPECT_EQ(writer.ask("lock write"), OK);
+    std::string gate_and_range = "gate " + std::string(READER_BYTES);
+    u32 waits = 0;
+    clock_on_sleep([&](u32) {
+        waits++;
+        if (waits == 1 || waits == 60) { EXPECT_EQ(held(late, here.path), gate_and_range) << waits; }
+        if (waits == 30) { EXPECT_EQ(late.ask("read 2 101 1 1"), LOCKED_OUT); }
+    });
+    EXPECT_EQ(here.add(2, 101, 1, 3, "three", "body"), (DictStatus)DICT_LOCKED_OUT);
+    EXPECT_EQ(waits, 60u);
+    EXPECT_EQ(call_counts().slept_ms, 60000u);
+    EXPECT_EQ(held(late, here.path), READER_BYTES);
+    EXPECT_EQ(writer.ask("state"), "-1 0");
+    writer.quit();
     late.quit();
 }
 
@@ -255,17 +399,57 @@ TEST(workstations, that_hold_the_spare_byte_hinder_nobody)
 TEST(workstations, that_crash_leave_nothing_held)
 {
     Shared here;
-    for (const char *lock : { "lock write", "lock read", "hold 999999998 1" }) {
+    Workstation prober;
+    static const struct {
+        const char *order, *answer, *bytes;
+    } locks[] = {
+        { "lock write", OK, READER_BYTES }, { "lock read", OK, "1" }, { "hold 999999998 1", "held", "gate" },
+        { "hold 999999999 1", "held", "spare" }, { "hold 1000001000 1", "held", "1000" },
+    };
+    for (const auto &lock : locks) {
+        SCOPED_TRACE(lock.order);
         Workstation there;
         EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
-        (void)there.ask(lock);
+        EXPECT_EQ(there.ask(lock.order), lock.answer);
+        EXPECT_EQ(held(prober, here.path), lock.bytes);
         there.crash();
+        settle([&] { return held(prober, here.path) == NOTHING; });
+        EXPECT_EQ(held(prober, here.path), NOTHING);
         calls_reset();
-        EXPECT_EQ(here.change(2, 101, 1, 1, "one", "changed"), (DictStatus)DICT_OK) << lock;
-        EXPECT_EQ(here.body(2, 101, 1, 1), "changed") << lock;
-        EXPECT_EQ(call_counts().sleeps, 0u) << lock;
-        EXPECT_EQ(call_lines({ FAULT_LOCK })[3], "lock 1000000001+1") << lock;   // the first reader byte is free again
+        EXPECT_EQ(here.change(2, 101, 1, 1, "one", "changed"), (DictStatus)DICT_OK);
+        EXPECT_EQ(here.body(2, 101, 1, 1), "changed");
+        EXPECT_EQ(call_counts().sleeps, 0u);
+        EXPECT_EQ(call_lines({ FAULT_LOCK })[3], "lock 1000000001+1");   // the first reader byte is free again
     }
+    prober.quit();
+}
+
+// What another holds meanwhile stays as it is. Under Wine a single byte of a program that has crashed stays shut to the
+// programs of Linux until no Windows program holds a lock in this file.
+TEST(workstations, that_crash_beside_another_leave_nothing_when_that_one_is_done)
+{
+    Shared here;
+    Workstation reader, prober, neighbour(WORKSTATION_HERE);
+    bool across = reader.ask("system") != neighbour.ask("system");
+    EXPECT_EQ(reader.open(here.path, DICT_SHARED), OK);
+    for (const char *order : { "hold 999999998 1", "hold 999999999 1", "lock read" }) {
+        SCOPED_TRACE(order);
+        EXPECT_EQ(reader.ask("lock read"), OK);
+        Workstation there;
+        EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
+        (void)there.ask(order);
+        EXPECT_NE(held(prober, here.path), "1");
+        there.crash();
+        settle([&] { return held(prober, here.path) == "1"; });
+        EXPECT_EQ(held(prober, here.path), "1");
+        if (!across) { EXPECT_EQ(held(neighbour, here.path), "1"); }
+        EXPECT_EQ(reader.ask("unlock"), "1");
+        EXPECT_EQ(held(neighbour, here.path), NOTHING);
+        EXPECT_EQ(held(prober, here.path), NOTHING);
+    }
+    reader.quit();
+    prober.quit();
+    neighbour.quit();
 }
 
 // What was written before the end is in the file, and nobody has been told: the counter rises with the unlock.
@@ -278,6 +462,8 @@ TEST(workstations, that_crash_under_a_lock_tell_nobody_of_their_change)
     EXPECT_EQ(there.ask("lock write"), OK);
     EXPECT_EQ(there.ask("add 2 101 1 3 three body"), OK);
     there.crash();
+    settle([&] { return read_lock(here.file()); });
+    read_unlock(here.file());
     EXPECT_EQ(here.count_in_file(), 0u);
     EXPECT_EQ(here.body(2, 101, 1, 3), "<status 3>");
     here.reopen(DICT_SHARED);
@@ -288,16 +474,19 @@ TEST(workstations, that_crash_under_a_lock_tell_nobody_of_their_change)
 TEST(workstations, that_extend_the_file_lose_their_lock)
 {
     Shared here;
-    Workstation there;
+    Workstation there, prober;
     EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
     EXPECT_EQ(there.ask("lock write"), OK);
     EXPECT_EQ(there.ask("add 2 101 1 3 three small"), OK);
-    EXPECT_EQ(here.body(2, 101, 1, 1), "<status 21>");            // it fits, and the lock stays
+    EXPECT_EQ(held(prober, here.path), READER_BYTES);             // it fits, and the lock stays
+    EXPECT_EQ(here.body(2, 101, 1, 1), "<status 21>");
     EXPECT_EQ(there.ask("add 2 101 1 4 four x*9000"), OK);
-    EXPECT_EQ(here.body(2, 101, 1, 1), "body-of-one");            // while the other believes to hold it
     EXPECT_EQ(there.ask("state"), "-1 0");
+    EXPECT_EQ(held(prober, here.path), NOTHING);                  // while it believes to hold the lock
+    EXPECT_EQ(here.body(2, 101, 1, 1), "body-of-one");
     EXPECT_EQ(there.ask("unlock"), "0");
     EXPECT_EQ(there.ask("state"), "-1 1");
+    EXPECT_EQ(held(prober, here.path), NOTHING);
     EXPECT_EQ(here.body(2, 101, 1, 4), std::string(9000, 'x'));
 
     // From then on it takes no lock and sees no change.
@@ -313,6 +502,7 @@ TEST(workstations, that_extend_the_file_lose_their_lock)
     EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
     EXPECT_EQ(there.ask("state").substr(0, 3), "-1 ");
     there.quit();
+    prober.quit();
 }
 
 // What one adds goes under in the directory that the other has in memory: neither of them looks at the file any more.
@@ -365,7 +555,37 @@ TEST(workstations, know_the_owners_of_their_own_copy)
     there.quit();
 }
 
-// The last of 1,000 reader bytes goes to a reader; the next one finds none.
+// The table that one has in memory goes over the one that the other has stored, and with it the owner of what the other
+// has added: the resource is still in its module, and nobody finds it.
+TEST(workstations, write_their_own_owners_over_those_of_others)
+{
+    Shared here;
+    here.reopen(DICT_EXCLUSIVE);
+    ASSERT_EQ(dd_choose_owner(1), 1);
+    ASSERT_EQ(here.add(1, 0, 7, 22000, "first", "makes the module, and room in it"), (DictStatus)DICT_OK);
+    ASSERT_EQ(here.add(1, 0, 7, 22001, "second", "room"), (DictStatus)DICT_OK);
+    ASSERT_EQ(here.add(1, 0, 7, 22002, "third", "room"), (DictStatus)DICT_OK);
+    for (i32 id : { 22001, 22002 }) ASSERT_EQ(dd_remove_resource(1, 0, 7, id), (DictStatus)DICT_OK) << id;
+    here.reopen(DICT_SHARED);
+    Workstation there;
+    EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
+    EXPECT_EQ(there.ask("owner 1"), "1");
+
+    EXPECT_EQ(here.add(1, 0, 7, 22001, "here", "from-here"), (DictStatus)DICT_OK);
+    EXPECT_EQ(there.ask("add 1 0 7 22002 there from-there"), OK);
+    EXPECT_EQ(here.file()->lock_state, LOCK_NONE);                 // both under a lock that they kept
+    EXPECT_EQ(there.ask("state").substr(0, 2), "0 ");
+    Workstation third;
+    EXPECT_EQ(third.open(here.path, DICT_SHARED), OK);
+    EXPECT_EQ(third.ask("read 1 0 7 22000"), "0 makes the module, and room in it");
+    EXPECT_EQ(third.ask("read 1 0 7 22001"), "3");
+    EXPECT_EQ(third.ask("read 1 0 7 22002"), "0 from-there");
+    EXPECT_EQ(here.body(1, 0, 7, 22001), "from-here");             // who added it knows its owner
+    third.quit();
+    there.quit();
+}
+
+// The last of 1,000 reader bytes goes to a reader; the next one finds none in three rounds.
 TEST(workstations, are_1000_readers_at_most)
 {
     Shared here;
@@ -375,13 +595,32 @@ TEST(workstations, are_1000_readers_at_most)
     for (u32 byte = 1; byte < 1000; byte++) {
         ASSERT_EQ(there.ask("hold " + std::to_string(1000000000 + byte) + " 1"), "held") << byte;
     }
-    EXPECT_TRUE(read_lock(here.file()));
-    EXPECT_EQ(here.file()->lock_state, 1000);
-    EXPECT_EQ(last.ask("read 2 101 1 1"), LOCKED_OUT);
-    read_unlock(here.file());
-    EXPECT_EQ(last.ask("read 2 101 1 1"), "0 body-of-one");
+    EXPECT_EQ(last.ask("lock read"), OK);
+    EXPECT_EQ(last.ask("state"), "1000 0");
+    calls_reset();
+    EXPECT_EQ(here.body(2, 101, 1, 1), "<status 21>");
+    EXPECT_EQ(call_counts().lock, 1u + 3 * 1000);
+    EXPECT_EQ(call_counts().slept_ms, 3000u);
+    EXPECT_EQ(last.ask("unlock"), "1");
+    EXPECT_EQ(here.body(2, 101, 1, 1), "body-of-one");
     last.quit();
     there.quit();
+}
+
+// Byte locks go across systems that share a file, modes do not: each system keeps those of its own programs.
+TEST(workstations, are_kept_out_by_the_modes_of_their_own_system)
+{
+    Shared here;
+    Workstation there, neighbour(WORKSTATION_HERE);
+    bool across = there.ask("system") != neighbour.ask("system");
+    for (u16 mode : { (u16)DICT_EXCLUSIVE, (u16)DICT_READ_ONLY }) {
+        here.reopen(mode);
+        EXPECT_EQ(neighbour.open(here.path, DICT_SHARED), "10") << mode;
+        EXPECT_EQ(there.open(here.path, DICT_SHARED), across ? OK : "10") << mode;
+        (void)there.ask("close");
+    }
+    there.quit();
+    neighbour.quit();
 }
 
 // ---- Open modes -----------------------------------------------------------------------------------------------------
@@ -402,6 +641,25 @@ TEST(workstations_by_mode, share_a_file_by_their_modes)
             (void)ds_closefile(1);
             there.quit();
         }
+    }
+}
+
+// All of them are had, and none is taken.
+TEST(workstations_by_mode, take_no_lock_in_other_modes)
+{
+    Shared here;
+    ASSERT_EQ(ds_closefile(1), (DictStatus)DICT_OK);
+    for (u16 mode : { (u16)DICT_READ_ONLY, (u16)DICT_EXCLUSIVE }) {
+        SCOPED_TRACE(mode);
+        Workstation there;
+        EXPECT_EQ(there.open(here.path, mode), OK);
+        EXPECT_EQ(there.ask("lock read"), OK);
+        EXPECT_EQ(there.ask("state"), "0 0");
+        EXPECT_EQ(there.ask("lock write"), OK);
+        EXPECT_EQ(there.ask("state"), "0 0");
+        EXPECT_EQ(there.ask("unlock"), std::to_string(mode));
+        EXPECT_EQ(there.ask("state"), "0 0");
+        there.quit();
     }
 }
 

@@ -8,7 +8,8 @@
 //   open PATH MODE                           under identifier 1; the status
 //   close                                    the status
 //   lock read | lock write                   by cookie; the status
-//   unlock                                   what `lock` took; 1, or 0 when the write lock was not held any more
+//   unlock                                   what `lock` took last; 1, or 0 when it is not held any more; for a write
+//                                            lock in another mode than 0, the mode
 //   add KIND MODULE TYPE ID NAME [BODY]      the status; a body "x*500" is 500 times x
 //   change KIND MODULE TYPE ID NAME [BODY]   the status; "-" leaves the name as it is
 //   remove KIND MODULE TYPE ID               the status
@@ -23,6 +24,7 @@
 //   owner SERIES                             the series that adds go to from now on; the series
 //   uniqueid KIND MODULE TYPE                the next free identifier
 //   probe PATH OFFSET LENGTH                 by a handle opened for it in mode 0; "free", "held", or "error" and a code
+//   system                                   the one that it runs on: "posix" or "windows"
 //   crash                                    the end, with nothing closed or given up
 //   quit                                     the end; "bye"
 //
@@ -86,20 +88,24 @@ static std::string open(std::istream &words)
     return std::to_string(ds_openfile(1, Name(path), mode, 0, &cookie));
 }
 
+static bool took_to_write;   // the last lock that was had
+
 static std::string lock(std::istream &words)
 {
     std::string kind;
     words >> kind;
-    if (kind == "read") return std::to_string(dict_selected_read_lock(&cookie, 0));
-    bool locked = dict_selected_is_open(&cookie, 0) && dict_selected_write_lock(&cookie, 0);
-    return std::to_string(locked ? DICT_OK : DICT_LOCKED_OUT);
+    DictStatus status = DICT_LOCKED_OUT;
+    if (kind == "read") status = dict_selected_read_lock(&cookie, 0);
+    else if (dict_selected_is_open(&cookie, 0) && dict_selected_write_lock(&cookie, 0)) status = DICT_OK;
+    if (!status) took_to_write = kind == "write";
+    return std::to_string(status);
 }
 
 static std::string unlock()
 {
     const DictFile *file = dict_file_by_cookie(&cookie, 0);
     if (!file) return "0";
-    if (file->lock_state == LOCK_WRITER) return std::to_string(dict_selected_write_unlock(&cookie, 0));
+    if (took_to_write) return std::to_string(dict_selected_write_unlock(&cookie, 0));
     dict_selected_read_unlock(&cookie, 0);
     return std::to_string(file->lock_state == LOCK_NONE);
 }
@@ -165,6 +171,15 @@ static std::string hold(std::istream &words)
     return file && file_lock(file->file, offset, length) ? "held" : "refused";
 }
 
+static std::string system()
+{
+#ifdef _WIN32
+    return "windows";
+#else
+    return "posix";
+#endif
+}
+
 static std::string probe(std::istream &words)
 {
     std::string path;
@@ -173,7 +188,8 @@ static std::string probe(std::istream &words)
     FileHandle file = file_open(Name(path), FILE_RW_SHARED);
     if (!file) return "error " + std::to_string(file_error);
     bool free = file_lock(file, offset, length) != 0;
-    (void)file_close(file);  // gives the range up
+    if (free) (void)file_unlock(file, offset, length);
+    (void)file_close(file);
     return free ? "free" : "held";
 }
 
@@ -289,7 +305,7 @@ static std::string owner(std::istream &words)
 {
     i16 series = 0;
     words >> series;
-    return std::to_string(dd_choose_owner(series));
+    return std::to_string(dd_choose_owner((u16)series));
 }
 
 static std::string uniqueid(std::istream &words)
@@ -321,6 +337,7 @@ static std::string obey(const std::string &line)
     if (command == "owner") return owner(words);
     if (command == "uniqueid") return uniqueid(words);
     if (command == "probe") return probe(words);
+    if (command == "system") return system();
     if (command == "crash") _exit(WORKSTATION_CRASHED);
     return "what is \"" + line + "\"?";
 }
