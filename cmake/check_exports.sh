@@ -23,9 +23,17 @@ exported_names() {
 
 needed_libraries() {
     case $1 in
-        *.dll) "$objdump" -p "$1" | awk '/DLL Name:/ { print tolower($NF) }' ;;
+        *.dll | *.exe) "$objdump" -p "$1" | awk '/DLL Name:/ { print tolower($NF) }' ;;
         *) "$objdump" -p "$1" | awk '$1 == "NEEDED" { print $2 }' ;;
     esac | sort -u
+}
+
+# A DLL can export by ordinal alone, without a name.
+exported_count() {
+    case $1 in
+        *.dll) printf '%d\n' "0x$("$objdump" -p "$1" | awk '/^\tExport Address Table/ && !seen++ { print $NF }')" ;;
+        *) exported_names "$1" | wc -l ;;
+    esac
 }
 
 declared_names() {
@@ -41,6 +49,8 @@ case $mode in
         diff <(sort "$list") <(declared_names "$@")
         echo "the list and the library:"
         diff <(sort "$list") <(exported_names "$library")
+        echo "the number of names and of exports:"
+        diff <(wc -l <"$list") <(exported_count "$library")
         echo "$(wc -l <"$list") names, all the same"
         ;;
     needs)
