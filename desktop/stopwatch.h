@@ -17,6 +17,6 @@ i16 stopwatch_start(GHandle watch);          // from now on; 1, or 0 without a s
 // a count that has gone back by that much only the low 32 bits. A null pointer stores nothing.
 i16 stopwatch_elapsed(GHandle watch, i32 *milliseconds);
 
-void stopwatch_dispose(GHandle watch);
+void stopwatch_dispose(GHandle watch);       // free it; 0 and a freed handle do nothing
 
 } // namespace zuk

@@ -56,6 +56,21 @@ void subheap_dispose(SubHeap *heap)
 
 // ---- Taking a block -------------------------------------------------------------------------------------------------
 
+// The prefix lies where a free block has its fields, so it goes in and out by bytes.
+
+static void put_prefix(void *block, u32 units)
+{
+    u16 prefix = (u16)units;
+    memcpy(block, &prefix, sizeof prefix);
+}
+
+static u32 prefix_of(const void *block)
+{
+    u16 prefix;
+    memcpy(&prefix, block, sizeof prefix);
+    return prefix;
+}
+
 // The place that points to the first free block of at least `need`; null if there is none.
 static SubHeapBlock **find_free(SubHeap *heap, u32 need)
 {
@@ -88,7 +103,7 @@ void *subheap_alloc(u16 size)
     if (!link) return nullptr;
 
     void *block = take_front(link, need);
-    *(u16 *)block = (u16)need;
+    put_prefix(block, need);
     current->free_units -= need;
     return memset((u8 *)block + PREFIX, 0, size);
 }
@@ -104,7 +119,7 @@ static u32 allocated_units(const void *pointer)
     uintptr_t offset = (uintptr_t)pointer - PREFIX - (uintptr_t)space_of(current);
     if (offset >= space || offset % PARAGRAPH != 0) return 0;  // in front of the space it is a huge number
 
-    u32 units = *(const u16 *)((const u8 *)pointer - PREFIX);
+    u32 units = prefix_of((const u8 *)pointer - PREFIX);
     return (size_t)units * PARAGRAPH <= space - offset ? units : 0;
 }
 

@@ -28,13 +28,13 @@ struct SubHeap {
 static_assert(sizeof(SubHeap) == 2 * sizeof(void *) && sizeof(SubHeapBlock) <= 16);
 
 // A cleared sub-heap in a block of `size` bytes, which becomes the current one; the one before is neither freed nor
-// reachable by these operations again, but by `subheap_dispose`. Null for a negative size or when memory is short, and
-// then the current one stays.
+// reachable by these operations again, but by `subheap_dispose`. Below 16 bytes there is nothing to take from it. Null
+// for a negative size or when memory is short, and then the current one stays.
 SubHeap *subheap_create(i32 size);
 
 SubHeap *subheap_current();             // null if there is none
 
-// Free a sub-heap with all its blocks. Whichever it is, null too, there is no current one afterwards.
+// Free a sub-heap with all its blocks; null frees none. Whichever it is, there is no current one afterwards.
 void subheap_dispose(SubHeap *heap);
 
 // `size` cleared bytes, at an address that is even, no more; null for a size of 0, or without a free block that is

@@ -169,13 +169,14 @@ void value_ref_unlock(ValueRef *ref)
 void value_ref_release(ValueRef *ref)
 {
     if (!ref) return;
+    GHandle owned = 0;
     switch (kind_of(ref)) {
     case VALUE_OWNED:
     case VALUE_OWNED_AT:
     case VALUE_OWNED_INSIDE:
         // KEPT: one would expect the variable of kinds 16 and 17 to read 0 once its handle is freed. It keeps the
         // number. Test: value_ref_release.leaves_the_number_in_the_cell
-        gfree(stored_handle(ref));
+        owned = stored_handle(ref);
         break;
     default: break;
     }
@@ -185,6 +186,7 @@ void value_ref_release(ValueRef *ref)
     // Test: value_ref_release.forgets_what_is_not_owned
     ref->value = 0;
     ref->kind = VALUE_NONE;
+    gfree(owned);  // last, since the reference may stand in the block that goes
 }
 
 // Put a new handle into the reference. A failure, which is 0, goes there too.

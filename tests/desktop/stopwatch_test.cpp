@@ -87,6 +87,9 @@ TEST(stopwatch_resolution, is_10_whatever_the_counter_is)
 TEST(stopwatch_create, gives_eight_bytes_of_0)
 {
     clock_virtual_counter(123, PER_SECOND);
+    GHandle dirty = galloc(8, nullptr, 0);    // what is likely to be given out next
+    memset(glock(dirty), 0xFF, 8);
+    gfree(dirty);
     GHandle watch = stopwatch_create();
     EXPECT_EQ(stored(watch), 0);
     stopwatch_dispose(watch);
@@ -200,6 +203,14 @@ TEST(stopwatch_elapsed, without_a_counter_gives_0_and_stores_0)
         EXPECT_EQ(milliseconds, 0);
         EXPECT_EQ(stopwatch_elapsed(watch.handle, nullptr), 0);
     }
+}
+
+TEST(stopwatch_elapsed, without_a_counter_and_a_stopwatch_gives_0_and_stores_0)
+{
+    clock_virtual_counter(5000, 0);
+    i32 milliseconds = UNTOUCHED;
+    EXPECT_EQ(stopwatch_elapsed(0, &milliseconds), 0);
+    EXPECT_EQ(milliseconds, 0);
 }
 
 TEST(stopwatch_elapsed, without_a_stopwatch_gives_0_and_stores_nothing)

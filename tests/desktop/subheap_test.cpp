@@ -503,6 +503,7 @@ TEST(subheap_free, of_a_free_block_does_nothing)
     subheap_free(h.blocks[4]);
     subheap_free(h.blocks[0]);    // here it is a part of an address
     EXPECT_EQ(h.list(), (List{ { 0, 4 }, { 8, 2 } }));
+    EXPECT_EQ(call_counts().debug_break, 0u);    // nobody is told
 }
 
 TEST(subheap_free, of_a_place_in_a_free_block_does_nothing)
@@ -530,6 +531,7 @@ TEST(subheap_free, of_a_block_over_a_free_one_does_nothing)
     subheap_free(h.blocks[0]);
     subheap_free(h.blocks[1]);    // right behind one, and over the next
     EXPECT_EQ(h.list(), (List{ { 0, 2 }, { 4, 2 } }));
+    EXPECT_EQ(call_counts().debug_break, 0u);    // nobody is told
 
     set_prefix(h.blocks[1], 2);
     subheap_free(h.blocks[1]);

@@ -523,6 +523,26 @@ TEST(task_tick, lets_functions_use_memory)
     EXPECT_EQ(runs, (Data{ 2 * ROW, 2 }));
 }
 
+// Puts a copy of the table in the place of the table, with 7 ticks between the runs of the first task.
+void move_the_table(intptr_t)
+{
+    GHandle copy = gdup(task_table);
+    gfree(task_table);
+    task_table = copy;
+    ((BackgroundTask *)glock(copy))->interval = 7;
+}
+
+TEST(task_tick, finds_a_table_that_a_function_has_moved)
+{
+    Tasks tasks;
+    (void)task_add(move_the_table, 0, 1);
+    (void)task_add(note, 0, 2);
+    task_tick();
+    EXPECT_EQ(tasks.row(0).due, 1u + 7u);
+    EXPECT_EQ(runs, (Data{ 2 }));
+    EXPECT_EQ(tasks.row(1).due, 1u);
+}
+
 // ---- The module -----------------------------------------------------------------------------------------------------
 
 TEST(task_module_ready, is_always_1)

@@ -15,6 +15,7 @@
 #include <stddef.h>
 #include <string.h>
 #include <string>
+#include <utility>
 
 namespace zuk {
 namespace {
@@ -847,6 +848,19 @@ TEST(value_ref_release, may_free_the_block_that_the_cell_is_in)
     EXPECT_EQ(kind(ref), 0);
 }
 
+// A record in a handle that owns itself: nothing is written there once it is freed.
+TEST(value_ref_release, clears_a_reference_ahead_of_the_block_that_it_is_in)
+{
+    GHandle block = galloc((i32)sizeof(ValueRef), nullptr, 1);
+    ValueRef *ref = (ValueRef *)glock(block);
+    value_ref_set(ref, 9, block, 0);
+    std::string as_it_goes;
+    faults_hook(FAULT_FREE, 1, [&] { as_it_goes = bytes(*ref); });
+    value_ref_release(ref);
+    EXPECT_EQ(as_it_goes, bytes(raw(0, 0, 0)));
+    EXPECT_EQ(glock(block), nullptr);
+}
+
 // ---- Owning ---------------------------------------------------------------------------------------------------------
 
 // What `value_ref_own` has made, which is freed.
@@ -877,6 +891,7 @@ TEST(value_ref_own, of_a_negative_length_gives_back_the_address)
 {
     World world;
     for (i32 k : Kinds{ 11, 12 }) {
+        gfree(handle_of(std::string(10, '\xFF')));    // what is likely to be given out next
         ValueRef ref = world.of(k);
         i16 err = 77;
         EXPECT_EQ(value_ref_own(&ref, -10, &err), (void *)world.text) << k;
