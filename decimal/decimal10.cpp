@@ -21,6 +21,7 @@ constexpr u64 SIGN = (u64)15 << 60;
 constexpr u64 NINES_HIGH = 0x0999999999999999;
 constexpr u64 NINES_LOW = 0x9999;
 constexpr u64 LOW = 0xFFFF;
+constexpr u64 SIXES_LOW = 0x6666, CARRIES_LOW = 0x11110;
 
 inline Ten load(const Decimal10 *a)
 {
@@ -56,13 +57,6 @@ inline Ten magnitude(Ten a)
 inline bool is_below(Ten a, Ten b)  // without regard to signs
 {
     return (a.high < b.high) | ((a.high == b.high) & (a.low < b.low));
-}
-
-// Signs and order are as good as random, and a wrong guess of the processor costs as much as an addition: where it is
-// cheap, what depends on them is done with masks, all ones for true.
-inline u64 mask_of(bool condition)
-{
-    return 0 - (u64)condition;
 }
 
 // The sign of a result: its digits stay, and zero stays positive.
@@ -194,15 +188,7 @@ i16 dec10_greater(const Decimal10 *a, const Decimal10 *b)
 i16 dec10_compare(const Decimal10 *a, i16 relation, const Decimal10 *b)
 {
     const Ten x = load(a), y = load(b);
-    switch (relation) {
-        case DEC_EQ: return is_equal(x, y);
-        case DEC_NE: return !is_equal(x, y);
-        case DEC_LT: return !is_greater(x, y) && !is_equal(x, y);
-        case DEC_GT: return is_greater(x, y);
-        case DEC_LE: return !is_greater(x, y);
-        case DEC_GE: return is_greater(x, y) || is_equal(x, y);
-        default: return false;
-    }
+    return relation_holds(relation, is_greater(x, y), is_equal(x, y));
 }
 
 Decimal10 *dec10_negate(Decimal10 *dest, const Decimal10 *src)
@@ -385,67 +371,50 @@ Decimal10 *dec10_from_u32(Decimal10 *dest, u32 value)
     return dest;
 }
 
-// Digits above 9 do no harm in these two: compared as nibbles, they make the binary number that they stand for.
+namespace {
 
-i16 dec10_to_i16(i16 *out, const Decimal10 *a)
+// The last `count` integer digits, which for sound numbers between the bounds are all.
+template <class Integer>
+Integer to_integer(Integer *out, const Decimal10 *a, const Decimal10 *greatest, const Decimal10 *least, i32 count)
 {
-    const Ten number = load(a);
-    i16 value;
-    if (is_zero(number)) {
-        value = 0;
-    } else if (is_greater(number, load(&dec10_i16_max))) {
-        value = INT16_MAX;
-    } else if (!is_greater(number, load(&dec10_i16_min)) && !is_equal(number, load(&dec10_i16_min))) {
-        value = INT16_MIN;
-    } else {
-        const u64 five = binary_of_digits(integer_digits(number) & mask_of_digits(5));
-        value = (i16)(is_negative(number) ? 0 - five : five);
-    }
-    if (out) *out = value;
-    return value;
+    const Ten number = load(a), low = load(least);
+    const bool above = is_greater(number, load(greatest));
+    const bool below = relation_holds(DEC_LT, is_greater(number, low), is_equal(number, low));
+    return bounded_integer(out, above, below, is_negative(number), integer_digits(number) & mask_of_digits(count));
 }
 
-i32 dec10_to_i32(i32 *out, const Decimal10 *a)
-{
-    const Ten number = load(a);
-    i32 value;
-    if (is_zero(number)) {
-        value = 0;
-    } else if (is_greater(number, load(&dec10_i32_max))) {
-        value = INT32_MAX;
-    } else if (!is_greater(number, load(&dec10_i32_min)) && !is_equal(number, load(&dec10_i32_min))) {
-        value = INT32_MIN;
-    } else {
-        const u64 ten = binary_of_digits(integer_digits(number) & mask_of_digits(10));
-        value = (i32)(is_negative(number) ? 0 - ten : ten);
-    }
-    if (out) *out = value;
-    return value;
-}
+} // namespace
+
+i16 dec10_to_i16(i16 *out, const Decimal10 *a) { return to_integer(out, a, &dec10_i16_max, &dec10_i16_min, 5); }
+i32 dec10_to_i32(i32 *out, const Decimal10 *a) { return to_integer(out, a, &dec10_i32_max, &dec10_i32_min, 10); }
 
 // ---- Arithmetic -----------------------------------------------------------------------------------------------------
 
 namespace {
 
-// The sum of two sound numbers. Where the signs differ it is the difference, with the sign of the greater and never a
-// negative zero.
-inline Ten sum_of(Ten a, Ten b)
+// What a sum of the low digits carries, 1 or 0, or a difference of them, 0 or -1.
+inline u64 carry_of(u64 low)
 {
-    const Ten x = magnitude(a), y = magnitude(b);
-    if (!((a.high ^ b.high) >> 63)) {
-        const u64 low = add_digits(x.low, y.low, 0);
-        const u64 high = add_digits(x.high, y.high, low >> 16);
-        if (high >> 60) return load(is_negative(a) ? &dec10_min : &dec10_max);
-        return {high | (a.high & SIGN), low & LOW};
-    }
+    return (u64)((i64)low >> 16);
+}
 
-    const u64 swapped = mask_of(is_below(x, y));
-    const Ten moved = {(x.high ^ y.high) & swapped, (x.low ^ y.low) & swapped};
-    const u64 lendable = (x.low ^ moved.low) | 1 << 16;  // a digit to borrow from
-    const u64 low = subtract_digits(lendable, y.low ^ moved.low, 0);
-    const u64 high = subtract_digits(x.high ^ moved.high, y.high ^ moved.high, (low >> 16) ^ 1);
-    const Ten difference = {high, low & LOW};
-    return with_sign(difference, ((a.high >> 63) ^ (swapped & 1)) != 0);
+// The sum or difference of two sound numbers: `signed_sum` with one integer more. Here the sign of a difference shows
+// only once the low digits have borrowed; both parts are turned round, and then borrow anew. The sum of two zeros isn't
+// made here.
+inline Ten sum_of(Ten a, Ten b, u64 plus)
+{
+    const u64 sign = mask_of(is_negative(a)), same = sign ^ mask_of(is_negative(b)) ^ plus;
+    const u64 from = magnitude(a).high + ((SIXES - 1) & same), taken = magnitude(b).high ^ same;
+    const u64 low_from = a.low + ((SIXES_LOW - 1) & same), low_taken = b.low ^ same;
+    u64 high = from - taken, low = low_from - low_taken;
+    const u64 turned = mask_below_zero(high + carry_of(low));
+    low = (low ^ turned) - turned;
+    high = (high ^ turned) - turned + carry_of(low);
+    low -= sixes_behind((low ^ low_from ^ low_taken) & CARRIES_LOW);
+    high -= sixes_behind((high ^ from ^ taken) & CARRIES);
+
+    if (high >> 60) return load(sign ? &dec10_min : &dec10_max);
+    return with_sign({high, low & LOW}, sign != turned);
 }
 
 // The rest is kept out of the way of sums.
@@ -528,16 +497,60 @@ bool remainder_of(Ten a, Ten b, Ten *remainder)
     return dest;
 }
 
-} // namespace
-
-Decimal10 *dec10_arith(Decimal10 *dest, const Decimal10 *a, i16 op, const Decimal10 *b)
+[[gnu::noinline]] Decimal10 *arith_of_any(Decimal10 *dest, const Decimal10 *a, i16 op, const Decimal10 *b)
 {
     const Ten x = load(a), y = load(b);
     if (!are_sound(x, y)) return literal::dec10_arith(dest, a, op, b);
     if ((u16)op > DEC_SUB) return multiply_or_divide(dest, a, op, b);
-    if (op == DEC_SUB && is_equal(x, y)) return dec10_clear(dest);  // so that two negative zeros give zero
 
-    store(dest, sum_of(x, with_sign(y, op == DEC_SUB)));
+    store(dest, sum_of(x, y, mask_of(op == DEC_ADD)));
+    return dest;
+}
+
+// Most numbers are below 10^10, and one integer holds all their digits. For their sums, which are to cost little more
+// than moving them, they are put together from the bytes as these stand, the first of them lowest.
+struct TenBytes {
+    u64 first_8;
+    u16 last_2;
+};
+
+constexpr u64 GREAT = 0x00F0FF0F;  // of first_8: the cells 1 to 4, which such numbers don't use
+
+inline TenBytes load_bytes(const Decimal10 *a)
+{
+    TenBytes bytes;
+    memcpy(&bytes.first_8, a->bytes, 8);
+    memcpy(&bytes.last_2, a->bytes + 8, 2);
+    return bytes;
+}
+
+inline SignedDigits last_digits(TenBytes bytes)
+{
+    return {__builtin_bswap64(bytes.first_8 >> 16 | (u64)bytes.last_2 << 48), (u64)((i64)(bytes.first_8 << 56) >> 60)};
+}
+
+inline void store_digits(Decimal10 *dest, SignedDigits a)  // of up to 16 digits
+{
+    const u64 bytes = __builtin_bswap64(a.digits);
+    const u64 first_8 = bytes << 16 | (a.sign & 0xF0);
+    const u16 last_2 = (u16)(bytes >> 48);
+    memcpy(dest->bytes, &first_8, 8);
+    memcpy(dest->bytes + 8, &last_2, 2);
+}
+
+} // namespace
+
+Decimal10 *dec10_arith(Decimal10 *dest, const Decimal10 *a, i16 op, const Decimal10 *b)
+{
+    const TenBytes a_bytes = load_bytes(a), b_bytes = load_bytes(b);
+    const SignedDigits x = last_digits(a_bytes), y = last_digits(b_bytes);
+    if (has_no_digit(x.digits) | has_no_digit(y.digits) | ((a_bytes.first_8 | b_bytes.first_8) & GREAT)) {
+        return arith_of_any(dest, a, op, b);
+    }
+    if (((x.sign + 1) | (y.sign + 1)) > 1) return arith_of_any(dest, a, op, b);  // neither 0 nor all ones
+    if ((u16)op > DEC_SUB) return multiply_or_divide(dest, a, op, b);
+
+    store_digits(dest, signed_sum(x, y, mask_of(op == DEC_ADD)));
     return dest;
 }
 
@@ -653,24 +666,9 @@ Decimal10 *dec10_truncate(Decimal10 *dest, const Decimal10 *a, i16 places)
 
 void decimal_init(u8 separator)
 {
-    dec10_clear(&dec10_zero);
-    dec10_from_i16(&dec10_one, 1);
-    dec10_from_i16(&dec10_five, 5);
-    dec10_from_i16(&dec10_ten, 10);
-    dec10_from_i16(&dec10_hundred, 100);
-    dec10_from_i16(&dec10_i16_max, INT16_MAX);
-    dec10_from_i16(&dec10_i16_min, INT16_MIN);
-    dec10_from_i32(&dec10_i32_max, INT32_MAX);
-    dec10_from_i32(&dec10_i32_min, INT32_MIN);
-    decimal_separator = separator;
-
-    u8 nines[1 + 14 + 1 + 5];
-    nines[0] = sizeof nines - 1;
-    memset(nines + 1, '9', sizeof nines - 1);
-    nines[1 + 14] = separator;
-    dec10_parse(&dec10_max, nines);
-    dec10_negate(&dec10_min, &dec10_max);
-
+    literal::make_constants(
+        literal::ConstantMaker<Decimal10>{dec10_clear, dec10_from_i16, dec10_from_i32, dec10_parse, dec10_negate},
+        separator);
     decimal8_init(separator);
 }
 

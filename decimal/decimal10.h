@@ -66,8 +66,8 @@ i32 dec10_to_i32(i32 *out, const Decimal10 *a);
 // differ.
 Decimal10 *dec10_arith(Decimal10 *dest, const Decimal10 *a, i16 op, const Decimal10 *b);
 
-// a * b / c, the product at full length unless it has more than 14 integer digits. `dest` may be a or b; when it is c,
-// the result is 0.
+// a * b / c, the product at full length unless it has more than 14 integer digits; 0 when c is zero. `dest` may be a or
+// b; when it is c, the result is 0.
 Decimal10 *dec10_muldiv(Decimal10 *dest, const Decimal10 *a, const Decimal10 *b, const Decimal10 *c);
 
 Decimal10 *dec10_adjust(Decimal10 *dest, const Decimal10 *a, i16 op, i16 n);  // by DecimalAdjustment

@@ -4,8 +4,6 @@
 #include "decimal/literal.h"
 #include "decimal/packed.h"
 
-#include <string.h>
-
 namespace zuk {
 
 namespace {
@@ -107,15 +105,16 @@ i16 dec8_equal(const Decimal8 *a, const Decimal8 *b)
 
 namespace {
 
-bool is_greater(u64 a, u64 b)
+// The place of a number of any nibbles in the order: the sign first, then the digits, of which negative numbers want
+// the smaller.
+u64 order_of(u64 a)
 {
-    if (is_negative(a) != is_negative(b)) return !is_negative(a);
-    return is_negative(a) ? (a & DIGITS) < (b & DIGITS) : (a & DIGITS) > (b & DIGITS);
+    return ((a & DIGITS) | SIGN) ^ mask_of(is_negative(a));
 }
 
-bool is_less(u64 a, u64 b)
+bool is_greater(u64 a, u64 b)
 {
-    return !is_greater(a, b) && a != b;
+    return order_of(a) > order_of(b);
 }
 
 } // namespace
@@ -128,15 +127,7 @@ i16 dec8_greater(const Decimal8 *a, const Decimal8 *b)
 i16 dec8_compare(const Decimal8 *a, i16 relation, const Decimal8 *b)
 {
     const u64 x = load(a), y = load(b);
-    switch (relation) {
-        case DEC_EQ: return x == y;
-        case DEC_NE: return x != y;
-        case DEC_LT: return is_less(x, y);
-        case DEC_GT: return is_greater(x, y);
-        case DEC_LE: return !is_greater(x, y);
-        case DEC_GE: return is_greater(x, y) || x == y;
-        default: return false;
-    }
+    return relation_holds(relation, is_greater(x, y), x == y);
 }
 
 Decimal8 *dec8_negate(Decimal8 *dest, const Decimal8 *src)
@@ -238,60 +229,33 @@ Decimal8 *dec8_from_i32(Decimal8 *dest, i32 value)
     return store(dest, with_sign(digits_of_16((u64)(value < 0 ? -value : value)), value < 0));
 }
 
-// Digits above 9 do no harm in these two, as in those of ten bytes.
+namespace {
 
-i16 dec8_to_i16(i16 *out, const Decimal8 *a)
+// The last `count` digits, which between the bounds may not be all: those in front of them are lost.
+template <class Integer>
+Integer to_integer(Integer *out, const Decimal8 *a, const Decimal8 *greatest, const Decimal8 *least, i32 count)
 {
-    const u64 number = load(a);
-    i16 value;
-    if (!number) {
-        value = 0;
-    } else if (is_greater(number, load(&dec8_i16_max))) {
-        value = INT16_MAX;
-    } else if (is_less(number, load(&dec8_i16_min))) {
-        value = INT16_MIN;
-    } else {
-        const u64 five = binary_of_digits(number & mask_of_digits(5));
-        value = (i16)(is_negative(number) ? 0 - five : five);
-    }
-    if (out) *out = value;
-    return value;
+    const u64 number = load(a), low = load(least);
+    const bool above = is_greater(number, load(greatest));
+    const bool below = relation_holds(DEC_LT, is_greater(number, low), number == low);
+    return bounded_integer(out, above, below, is_negative(number), number & mask_of_digits(count));
 }
 
-i32 dec8_to_i32(i32 *out, const Decimal8 *a)
-{
-    const u64 number = load(a);
-    i32 value;
-    if (!number) {
-        value = 0;
-    } else if (is_greater(number, load(&dec8_i32_max))) {
-        value = INT32_MAX;
-    } else if (is_less(number, load(&dec8_i32_min))) {
-        value = INT32_MIN;
-    } else {
-        const u64 ten = binary_of_digits(number & mask_of_digits(10));
-        value = (i32)(is_negative(number) ? 0 - ten : ten);
-    }
-    if (out) *out = value;
-    return value;
-}
+} // namespace
+
+i16 dec8_to_i16(i16 *out, const Decimal8 *a) { return to_integer(out, a, &dec8_i16_max, &dec8_i16_min, 5); }
+i32 dec8_to_i32(i32 *out, const Decimal8 *a) { return to_integer(out, a, &dec8_i32_max, &dec8_i32_min, 10); }
 
 // ---- Arithmetic -----------------------------------------------------------------------------------------------------
 
 namespace {
 
-// The sum of two sound numbers, without what is above 13 digits.
-u64 sum_of(u64 a, u64 b)
+// The sum or difference of two sound numbers, without what is above 13 digits.
+u64 sum_of(u64 a, u64 b, u64 plus)
 {
-    const u64 x = a & DIGITS, y = b & DIGITS;
-    if (!((a ^ b) >> 63)) return (add_digits(x, y, 0) & DIGITS) | (a & SIGN);
-    if (x == y) return 0;
-    return x < y ? subtract_digits(y, x, 0) | (b & SIGN) : subtract_digits(x, y, 0) | (a & SIGN);
-}
-
-u64 difference_of(u64 a, u64 b)
-{
-    return a == b ? 0 : sum_of(a, negated(b));
+    const SignedDigits x = {a & DIGITS, mask_of(is_negative(a))}, y = {b & DIGITS, mask_of(is_negative(b))};
+    const SignedDigits sum = signed_sum(x, y, plus);
+    return (sum.digits & DIGITS) | (sum.sign & SIGN);
 }
 
 // From 15 digits on a product is 14 nines.
@@ -347,8 +311,8 @@ Decimal8 *dec8_arith(Decimal8 *dest, const Decimal8 *a, i16 op, const Decimal8 *
 
     u64 result = 0;
     switch (op) {
-        case DEC_ADD: result = sum_of(x, y); break;
-        case DEC_SUB: result = difference_of(x, y); break;
+        case DEC_ADD:
+        case DEC_SUB: result = sum_of(x, y, mask_of(op == DEC_ADD)); break;
         case DEC_MUL: result = product_of(x, y); break;
         case DEC_DIV: result = quotient_of(x, y); break;
         case DEC_REM:
@@ -421,23 +385,8 @@ Decimal8 *dec8_round(Decimal8 *dest, const Decimal8 *a, i16 places)
 
 void decimal8_init(u8 separator)
 {
-    dec8_clear(&dec8_zero);
-    dec8_from_i16(&dec8_one, 1);
-    dec8_from_i16(&dec8_five, 5);
-    dec8_from_i16(&dec8_ten, 10);
-    dec8_from_i16(&dec8_hundred, 100);
-    dec8_from_i16(&dec8_i16_max, INT16_MAX);
-    dec8_from_i16(&dec8_i16_min, INT16_MIN);
-    dec8_from_i32(&dec8_i32_max, INT32_MAX);
-    dec8_from_i32(&dec8_i32_min, INT32_MIN);
-    decimal_separator = separator;
-
-    u8 nines[1 + 13 + 1 + 2];
-    nines[0] = sizeof nines - 1;
-    memset(nines + 1, '9', sizeof nines - 1);
-    nines[1 + 13] = separator;
-    dec8_parse(&dec8_max, nines);
-    dec8_negate(&dec8_min, &dec8_max);
+    literal::make_constants(
+        literal::ConstantMaker<Decimal8>{dec8_clear, dec8_from_i16, dec8_from_i32, dec8_parse, dec8_negate}, separator);
 }
 
 } // namespace zuk

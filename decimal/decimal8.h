@@ -64,7 +64,8 @@ Decimal8 *dec8_muldiv(Decimal8 *dest, const Decimal8 *a, const Decimal8 *b, cons
 
 Decimal8 *dec8_adjust(Decimal8 *dest, const Decimal8 *a, i16 op, i16 n);  // by DecimalAdjustment; no DEC_TRUNCATE
 Decimal8 *dec8_shift(Decimal8 *dest, const Decimal8 *a, i16 n, i16 left);
-// `places` from -13 to 1, 0 or below to matter; anything else copies. A carry out of the first digit is lost.
+// To `places` from -13 to 1, of which 0 and 1 change no digit; anything else copies. A carry out of the first digit is
+// lost.
 Decimal8 *dec8_round(Decimal8 *dest, const Decimal8 *a, i16 places);
 
 // The single operations of dec8_arith. `dest` is none of the operands, which may be changed.

@@ -14,6 +14,17 @@ namespace zuk::literal {
 
 void decimal_init(u8 separator);
 
+// What the constants of a size are made with, in the order in which they are made: the operations here or the others.
+template <class Number> struct ConstantMaker {
+    Number *(*clear)(Number *dest);
+    Number *(*from_i16)(Number *dest, i16 value);
+    Number *(*from_i32)(Number *dest, i32 value);
+    Number *(*parse)(Number *dest, ConstPString text);
+    Number *(*negate)(Number *dest, const Number *src);
+};
+void make_constants(const ConstantMaker<Decimal10> &with, u8 separator);
+void make_constants(const ConstantMaker<Decimal8> &with, u8 separator);
+
 Decimal10 *dec10_copy(Decimal10 *dest, const Decimal10 *src);
 Decimal10 *dec10_clear(Decimal10 *dest);
 Decimal10 *dec10_pack(const u8 *digits, Decimal10 *dest);

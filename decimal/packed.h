@@ -7,7 +7,7 @@
 // All that is expected is digits from 0 to 9; whoever calls has looked with `has_no_digit`.
 #pragma once
 
-#include "zuk/types.h"
+#include "decimal/digits.h"
 
 #include <string.h>
 
@@ -64,28 +64,77 @@ constexpr u64 mask_of_digits(i32 count)  // 0 to 15
     return ((u64)1 << 4 * count) - 1;
 }
 
+// The lowest bit of each nibble but the last: what a carry out of the nibble behind it changes.
+constexpr u64 CARRIES = 0x1111111111111110;
+constexpr u64 SIXES = 0x0666666666666666;  // in 15 nibbles: with it a carry of ten is a carry of sixteen
+
 // Not 0 if one of up to 15 nibbles is above 9: then 6 more is a carry out of it.
 inline u64 has_no_digit(u64 digits)
 {
-    return ((digits + 0x0666666666666666) ^ digits ^ 0x0666666666666666) & 0x1111111111111110;
+    return ((digits + SIXES) ^ digits) & CARRIES;
+}
+
+// 6 in each nibble that has its bit in `carries`.
+inline u64 sixes_behind(u64 carries)
+{
+    return (carries >> 3) * 3;
 }
 
 // The sum of up to 15 digits each and a carry of 0 or 1; the carry out of them is the next digit.
 inline u64 add_digits(u64 a, u64 b, u64 carry)
 {
-    // With 6 more in each nibble a carry of ten is a carry of sixteen; where there was none the 6 goes again.
-    const u64 raised = a + 0x0666666666666666;
+    // Where there was no carry the 6 goes again.
+    const u64 raised = a + SIXES;
     const u64 sum = raised + b + carry;
-    const u64 no_carry = ~(sum ^ raised ^ b) & 0x1111111111111110;
-    return sum - (no_carry >> 2 | no_carry >> 3);
+    return sum - sixes_behind(~(sum ^ raised ^ b) & CARRIES);
 }
 
-// a less b and a borrow of 0 or 1, of up to 15 digits each. The difference is not below 0.
-inline u64 subtract_digits(u64 a, u64 b, u64 borrow)
+// All ones for true. Signs and order are as good as random, and a wrong guess of the processor costs as much as an
+// addition: where it is cheap, what depends on them is done with masks.
+inline u64 mask_of(bool condition)
 {
-    const u64 difference = a - b - borrow;
-    const u64 borrowed = (difference ^ a ^ b) & 0x1111111111111110;
-    return difference - (borrowed >> 2 | borrowed >> 3);
+    return 0 - (u64)condition;
+}
+
+inline u64 mask_below_zero(u64 number)  // in two's complement
+{
+    return (u64)((i64)number >> 63);
+}
+
+// Digits with a sign, which is a mask: all ones below zero.
+struct SignedDigits {
+    u64 digits, sign;
+};
+
+// a + b where `plus` is all ones, a - b where it is 0, of up to 15 digits each. The result has one more at most. It is
+// a negative zero only as the sum of two of them.
+inline SignedDigits signed_sum(SignedDigits a, SignedDigits b, u64 plus)
+{
+    // When the signs are the same, this is the sum of `add_digits`, taken as raised - ~b - 1: it borrows where that one
+    // doesn't carry. Otherwise it is a difference, and turned round it borrows at the same places.
+    const u64 same = a.sign ^ b.sign ^ plus;
+    const u64 from = a.digits + ((SIXES - 1) & same), taken = b.digits ^ same;
+    const u64 difference = from - taken;
+    const u64 turned = mask_below_zero(difference);
+    const u64 size = (difference ^ turned) - turned;
+    const u64 digits = size - sixes_behind((size ^ from ^ taken) & CARRIES);
+    if (!digits) return {0, a.sign & same & plus};
+    return {digits, a.sign ^ turned};
+}
+
+// What dec10_compare and dec8_compare answer. Both tests have been made by then: a branch between them would be guessed
+// wrong as often as not.
+inline bool relation_holds(i16 relation, bool greater, bool equal)
+{
+    switch (relation) {
+        case DEC_EQ: return equal;
+        case DEC_NE: return !equal;
+        case DEC_LT: return !(greater | equal);
+        case DEC_GT: return greater;
+        case DEC_LE: return !greater;
+        case DEC_GE: return greater | equal;
+        default: return false;
+    }
 }
 
 // 8 digits as 8 bytes of a nibble, and back. Only the low nibbles are taken on the way back.
@@ -146,6 +195,19 @@ inline u64 digits_of_16(u64 number)
 {
     const u64 high = number / 100000000;
     return digits_of_8(high) << 32 | digits_of_8(number - high * 100000000);
+}
+
+// The integer of some digits, or the bound of its type that they are beyond. Digits above 9 do no harm: compared as
+// nibbles, they make the binary number that they stand for.
+template <class Integer> Integer bounded_integer(Integer *out, bool above, bool below, bool negative, u64 digits)
+{
+    constexpr Integer MAX = sizeof(Integer) == 2 ? (Integer)INT16_MAX : (Integer)INT32_MAX;
+    const u64 number = binary_of_digits(digits);
+    Integer value = (Integer)(negative ? 0 - number : number);
+    if (above) value = MAX;
+    if (below) value = (Integer)(-MAX - 1);
+    if (out) *out = value;
+    return value;
 }
 
 // ---- Wide integers --------------------------------------------------------------------------------------------------

@@ -3,7 +3,7 @@
 
 #include "decimal/decimal10.h"
 #include "decimal/literal.h"
-#include "tests/decimal/numbers.h"
+#include "tests/decimal/both.h"
 
 #include <limits.h>
 
@@ -11,70 +11,20 @@ using namespace zuk;
 
 namespace {
 
-std::string both(const Decimal8 &fast, const Decimal8 &slow)
-{
-    EXPECT_EQ(bytes_of(fast), bytes_of(slow)) << "the literal operation gives the second";
-    return shown(fast);
-}
+// Results in words, from numbers in words.
 
-template <class Value> Value both_values(Value fast, Value slow)
-{
-    EXPECT_EQ(fast, slow) << "the literal operation gives the second";
-    return fast;
-}
-
-std::string both_texts(const Text &fast, const Text &slow)
-{
-    EXPECT_EQ(fast.str(), slow.str()) << "the literal operation gives the second";
-    return fast.str();
-}
-
-// Where an operation fills a number there are other bytes before.
-Decimal8 filled()
-{
-    Decimal8 a;
-    memset(&a, 0xEE, sizeof a);
-    return a;
-}
-
-std::string parse(const std::string &text)
-{
-    Decimal8 fast = filled(), slow = filled();
-    EXPECT_EQ(dec8_parse(&fast, Text(text)), &fast);
-    literal::dec8_parse(&slow, Text(text));
-    return both(fast, slow);
-}
-
-std::string format(const Decimal8 &a)
-{
-    Text fast, slow;
-    EXPECT_EQ(dec8_format(fast.bytes, &a), fast.bytes);
-    literal::dec8_format(slow.bytes, &a);
-    return both_texts(fast, slow);
-}
-
-std::string format_plain(const Decimal8 &a)
-{
-    Text fast, slow;
-    EXPECT_EQ(dec8_format_plain(fast.bytes, &a), fast.bytes);
-    literal::dec8_format_plain(slow.bytes, &a);
-    return both_texts(fast, slow);
-}
+std::string parse(const std::string &text) { return run(dec8_parse, literal::dec8_parse, Text(text)); }
+std::string format(const Decimal8 &a) { return run(dec8_format, literal::dec8_format, &a); }
+std::string format_plain(const Decimal8 &a) { return run(dec8_format_plain, literal::dec8_format_plain, &a); }
 
 std::string parse_scaled(const std::string &text, i32 places)
 {
-    Decimal8 fast = filled(), slow = filled();
-    EXPECT_EQ(dec8_parse_scaled(&fast, Text(text), (i16)places), &fast);
-    literal::dec8_parse_scaled(&slow, Text(text), (i16)places);
-    return both(fast, slow);
+    return run(dec8_parse_scaled, literal::dec8_parse_scaled, Text(text), places);
 }
 
 std::string arith(const Decimal8 &a, i32 op, const Decimal8 &b)
 {
-    Decimal8 fast = filled(), slow = filled();
-    EXPECT_EQ(dec8_arith(&fast, &a, (i16)op, &b), &fast);
-    literal::dec8_arith(&slow, &a, (i16)op, &b);
-    return both(fast, slow);
+    return run(dec8_arith, literal::dec8_arith, &a, op, &b);
 }
 
 std::string sum(const char *a, const char *b) { return arith(eight(a), DEC_ADD, eight(b)); }
@@ -86,67 +36,30 @@ std::string remainder(const char *a, const char *b) { return arith(eight(a), DEC
 std::string muldiv(const char *a, const char *b, const char *c)
 {
     const Decimal8 x = eight(a), y = eight(b), z = eight(c);
-    Decimal8 fast = filled(), slow = filled();
-    EXPECT_EQ(dec8_muldiv(&fast, &x, &y, &z), &fast);
-    literal::dec8_muldiv(&slow, &x, &y, &z);
-    return both(fast, slow);
+    return run(dec8_muldiv, literal::dec8_muldiv, &x, &y, &z);
 }
 
 std::string adjust(const char *number, i32 op, i32 n)
 {
     const Decimal8 a = eight(number);
-    Decimal8 fast = filled(), slow = filled();
-    EXPECT_EQ(dec8_adjust(&fast, &a, (i16)op, (i16)n), &fast);
-    literal::dec8_adjust(&slow, &a, (i16)op, (i16)n);
-    return both(fast, slow);
+    return run(dec8_adjust, literal::dec8_adjust, &a, op, n);
 }
 
 std::string shift(const char *number, i32 n, bool left)
 {
     const Decimal8 a = eight(number);
-    Decimal8 fast = filled(), slow = filled();
-    EXPECT_EQ(dec8_shift(&fast, &a, (i16)n, left), &fast);
-    literal::dec8_shift(&slow, &a, (i16)n, left);
-    return both(fast, slow);
+    return run(dec8_shift, literal::dec8_shift, &a, n, left);
 }
 
-std::string round(const Decimal8 &a, i32 places)
-{
-    Decimal8 fast = filled(), slow = filled();
-    EXPECT_EQ(dec8_round(&fast, &a, (i16)places), &fast);
-    literal::dec8_round(&slow, &a, (i16)places);
-    return both(fast, slow);
-}
+std::string round(const Decimal8 &a, i32 places) { return run(dec8_round, literal::dec8_round, &a, places); }
 
 std::string relations(const Decimal8 &a, const Decimal8 &b)
 {
-    const char *const names[] = {"=", "!", "<", ">", "{", "}"};
-    std::string text;
-    for (i16 relation = 0; relation < 6; relation++) {
-        if (both_values(dec8_compare(&a, relation, &b), literal::dec8_compare(&a, relation, &b))) {
-            text += names[relation];
-        }
-    }
-    return text;
+    return run_relations(dec8_compare, literal::dec8_compare, a, b);
 }
 
-i32 to_i16(const char *number)
-{
-    const Decimal8 a = eight(number);
-    i16 fast = 1, slow = 1;
-    EXPECT_EQ(dec8_to_i16(&fast, &a), fast);
-    EXPECT_EQ(literal::dec8_to_i16(&slow, &a), slow);
-    return both_values(fast, slow);
-}
-
-i32 to_i32(const char *number)
-{
-    const Decimal8 a = eight(number);
-    i32 fast = 1, slow = 1;
-    EXPECT_EQ(dec8_to_i32(&fast, &a), fast);
-    EXPECT_EQ(literal::dec8_to_i32(&slow, &a), slow);
-    return both_values(fast, slow);
-}
+i32 to_i16(const char *number) { return run_stored(dec8_to_i16, literal::dec8_to_i16, eight(number)); }
+i32 to_i32(const char *number) { return run_stored(dec8_to_i32, literal::dec8_to_i32, eight(number)); }
 
 const char *const MAX = "9999999999999";
 const char *const MIN = "-9999999999999";
@@ -183,28 +96,21 @@ TEST(decimal8_init, makes_the_constants)
 TEST(dec8_copy, copies_all_bytes)
 {
     const Decimal8 a = {{0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 0xDE, 0xF0}};
-    Decimal8 fast = filled(), slow = filled();
-    EXPECT_EQ(dec8_copy(&fast, &a), &fast);
-    literal::dec8_copy(&slow, &a);
-    EXPECT_EQ(both(fast, slow), "12 34 56 78 9A BC DE F0");
+    EXPECT_EQ(run(dec8_copy, literal::dec8_copy, &a), "12 34 56 78 9A BC DE F0");
 }
 
 TEST(dec8_clear, clears_all_bytes)
 {
-    Decimal8 fast = filled(), slow = filled();
-    EXPECT_EQ(dec8_clear(&fast), &fast);
-    literal::dec8_clear(&slow);
-    EXPECT_EQ(both(fast, slow), "0");
-    EXPECT_EQ(bytes_of(fast), bytes_of(dec8_zero));
+    EXPECT_EQ(run(dec8_clear, literal::dec8_clear), "0");
 }
 
 TEST(dec8_pack, drops_cell_1_and_the_fraction)
 {
     const u8 cells[20] = {15, 1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
-    Decimal8 fast = filled(), slow = filled();
+    Decimal8 fast = filled<Decimal8>(), slow = filled<Decimal8>();
     EXPECT_EQ(dec8_pack(cells, &fast), &fast);
     literal::dec8_pack(cells, &slow);
-    EXPECT_EQ(both(fast, slow), "-2345678901234");
+    EXPECT_EQ(same_number(fast, slow), "-2345678901234");
     EXPECT_EQ(bytes_of(fast), "F0 02 34 56 78 90 12 34");
 }
 
@@ -216,7 +122,7 @@ TEST(dec8_pack, does_not_mask_cells)
     Decimal8 fast, slow;
     dec8_pack(cells, &fast);
     literal::dec8_pack(cells, &slow);
-    EXPECT_EQ(both(fast, slow), "F0 AB D0 00 00 00 00 EF");
+    EXPECT_EQ(same_number(fast, slow), "F0 AB D0 00 00 00 00 EF");
 }
 
 TEST(dec8_unpack, leaves_cell_1_and_the_fraction_zero)
@@ -238,7 +144,7 @@ TEST(dec8_is_invalid, looks_at_the_unpacked_cells)
             a.bytes[nibble / 2] = (u8)(nibble % 2 ? value : value << 4);
             const bool stray = nibble == 1 || nibble == 2;
             const bool invalid = nibble == 0 ? value != 0 && value != 15 : !stray && value > 9;
-            EXPECT_EQ(both_values(dec8_is_invalid(&a), literal::dec8_is_invalid(&a)), invalid) << nibble;
+            EXPECT_EQ(run(dec8_is_invalid, literal::dec8_is_invalid, &a), invalid) << nibble;
         }
     }
 }
@@ -250,10 +156,10 @@ TEST(dec8_equal, compares_each_byte)
     for (size_t i = 0; i < 8; i++) {
         Decimal8 b = a;
         b.bytes[i] ^= 0x10;
-        EXPECT_FALSE(both_values(dec8_equal(&a, &b), literal::dec8_equal(&a, &b))) << i;
+        EXPECT_FALSE(run(dec8_equal, literal::dec8_equal, &a, &b)) << i;
     }
     const Decimal8 zero = eight("0"), negative = eight("-0");
-    EXPECT_FALSE(both_values(dec8_equal(&zero, &negative), literal::dec8_equal(&zero, &negative)));
+    EXPECT_FALSE(run(dec8_equal, literal::dec8_equal, &zero, &negative));
 }
 
 TEST(dec8_greater, goes_by_sign_and_digits)
@@ -262,7 +168,7 @@ TEST(dec8_greater, goes_by_sign_and_digits)
     for (size_t i = 0; i < 9; i++) {
         for (size_t k = 0; k < 9; k++) {
             const Decimal8 a = eight(rising[i]), b = eight(rising[k]);
-            EXPECT_EQ(both_values(dec8_greater(&a, &b), literal::dec8_greater(&a, &b)) != 0, i > k);
+            EXPECT_EQ(run(dec8_greater, literal::dec8_greater, &a, &b) != 0, i > k);
         }
     }
 }
@@ -274,7 +180,7 @@ TEST(dec8_compare, knows_six_relations)
     EXPECT_EQ(relations(eight("-15"), eight("-16")), "!>}");
     const Decimal8 a = eight("1");
     for (i32 relation : {-1, 6, 32767}) {
-        EXPECT_FALSE(both_values(dec8_compare(&a, (i16)relation, &a), literal::dec8_compare(&a, (i16)relation, &a)));
+        EXPECT_FALSE(run(dec8_compare, literal::dec8_compare, &a, (i16)relation, &a));
     }
 }
 
@@ -290,10 +196,7 @@ TEST(dec8_negate, turns_the_sign_but_of_zero)
     const char *const pairs[][2] = {{"15", "-15"}, {"-15", "15"}, {"0", "0"}, {"-0", "0"}};
     for (auto &pair : pairs) {
         const Decimal8 a = eight(pair[0]);
-        Decimal8 fast = filled(), slow = filled();
-        EXPECT_EQ(dec8_negate(&fast, &a), &fast);
-        literal::dec8_negate(&slow, &a);
-        EXPECT_EQ(both(fast, slow), pair[1]);
+        EXPECT_EQ(run(dec8_negate, literal::dec8_negate, &a), pair[1]);
     }
 }
 
@@ -302,10 +205,7 @@ TEST(dec8_abs, clears_the_sign)
     const char *const pairs[][2] = {{"15", "15"}, {"-15", "15"}, {"-0", "0"}};
     for (auto &pair : pairs) {
         const Decimal8 a = eight(pair[0]);
-        Decimal8 fast = filled(), slow = filled();
-        EXPECT_EQ(dec8_abs(&fast, &a), &fast);
-        literal::dec8_abs(&slow, &a);
-        EXPECT_EQ(both(fast, slow), pair[1]);
+        EXPECT_EQ(run(dec8_abs, literal::dec8_abs, &a), pair[1]);
     }
 }
 
@@ -313,10 +213,7 @@ TEST(dec8_power_of_ten, sets_one_digit)
 {
     std::string power = "1";
     for (i32 n = 0; n <= 12; n++, power += '0') {
-        Decimal8 fast = filled(), slow = filled();
-        EXPECT_EQ(dec8_power_of_ten(&fast, (i16)n), &fast);
-        literal::dec8_power_of_ten(&slow, (i16)n);
-        EXPECT_EQ(both(fast, slow), power);
+        EXPECT_EQ(run(dec8_power_of_ten, literal::dec8_power_of_ten, (i16)n), power);
     }
 }
 
@@ -324,15 +221,9 @@ TEST(dec8_power_of_ten, sets_one_digit)
 TEST(dec8_power_of_ten, gives_zero_elsewhere)
 {
     for (i32 n : {13, -1, -5, -6, 15, 16, 32767, -32768}) {
-        Decimal8 fast = filled(), slow = filled();
-        dec8_power_of_ten(&fast, (i16)n);
-        literal::dec8_power_of_ten(&slow, (i16)n);
-        EXPECT_EQ(both(fast, slow), "0") << n;
+        EXPECT_EQ(run(dec8_power_of_ten, literal::dec8_power_of_ten, (i16)n), "0") << n;
     }
-    Decimal8 fast, slow;
-    dec8_power_of_ten(&fast, 14);
-    literal::dec8_power_of_ten(&slow, 14);
-    EXPECT_EQ(both(fast, slow), "10 00 00 00 00 00 00 00");
+    EXPECT_EQ(run(dec8_power_of_ten, literal::dec8_power_of_ten, 14), "10 00 00 00 00 00 00 00");
 }
 
 // ---- Between the sizes ----------------------------------------------------------------------------------------------
@@ -345,10 +236,10 @@ TEST(dec8_from_dec10, drops_the_fraction_and_the_fourteenth_digit)
                                     {"-0.5", "-0"}};
     for (auto &pair : pairs) {
         const Decimal10 a = ten(pair[0]);
-        Decimal8 fast = filled(), slow = filled();
+        Decimal8 fast = filled<Decimal8>(), slow = filled<Decimal8>();
         EXPECT_EQ(dec8_from_dec10(&a, &fast), 1);
         EXPECT_EQ(literal::dec8_from_dec10(&a, &slow), 1);
-        EXPECT_EQ(both(fast, slow), pair[1]);
+        EXPECT_EQ(same_number(fast, slow), pair[1]);
     }
 }
 
@@ -464,37 +355,25 @@ TEST(dec8_parse_scaled, puts_a_fifteenth_digit_into_the_sign)
 TEST(dec8_from_i16, makes_whole_numbers)
 {
     for (i32 value : {0, 1, -1, 12345, 32767, -32767}) {
-        Decimal8 fast = filled(), slow = filled();
-        EXPECT_EQ(dec8_from_i16(&fast, (i16)value), &fast);
-        literal::dec8_from_i16(&slow, (i16)value);
-        EXPECT_EQ(both(fast, slow), std::to_string(value));
+        EXPECT_EQ(run(dec8_from_i16, literal::dec8_from_i16, (i16)value), std::to_string(value));
     }
 }
 
 TEST(dec8_from_i16, makes_an_invalid_number_of_the_least_integer)
 {
-    Decimal8 fast, slow;
-    dec8_from_i16(&fast, -32768);
-    literal::dec8_from_i16(&slow, -32768);
-    EXPECT_EQ(both(fast, slow), "F0 00 00 00 00 FD F9 F8");
+    EXPECT_EQ(run(dec8_from_i16, literal::dec8_from_i16, -32768), "F0 00 00 00 00 FD F9 F8");
 }
 
 TEST(dec8_from_i32, makes_whole_numbers)
 {
     for (i32 value : {0, 1, -1, -123456789, INT_MAX, -INT_MAX}) {
-        Decimal8 fast = filled(), slow = filled();
-        EXPECT_EQ(dec8_from_i32(&fast, value), &fast);
-        literal::dec8_from_i32(&slow, value);
-        EXPECT_EQ(both(fast, slow), std::to_string(value));
+        EXPECT_EQ(run(dec8_from_i32, literal::dec8_from_i32, value), std::to_string(value));
     }
 }
 
 TEST(dec8_from_i32, makes_an_invalid_number_of_the_least_integer)
 {
-    Decimal8 fast, slow;
-    dec8_from_i32(&fast, INT_MIN);
-    literal::dec8_from_i32(&slow, INT_MIN);
-    EXPECT_EQ(both(fast, slow), "F0 00 00 FF F9 F8 FA F8");
+    EXPECT_EQ(run(dec8_from_i32, literal::dec8_from_i32, INT_MIN), "F0 00 00 FF F9 F8 FA F8");
 }
 
 TEST(dec8_to_i16, saturates_above_and_far_below)
@@ -561,17 +440,10 @@ TEST(dec8_arith, lets_the_result_be_an_operand)
 
 TEST(dec8_arith, has_the_operations_apart)
 {
-    void (*const fast[])(Decimal8 *, Decimal8 *, Decimal8 *) = {dec8_add, dec8_sub, dec8_mul, dec8_div, dec8_rem};
-    void (*const slow[])(Decimal8 *, Decimal8 *, Decimal8 *) = {literal::dec8_add, literal::dec8_sub,
-                                                                literal::dec8_mul, literal::dec8_div,
-                                                                literal::dec8_rem};
-    const char *const results[] = {"-4", "-10", "-21", "-2", "-1"};
-    for (i32 op = DEC_ADD; op <= DEC_REM; op++) {
-        Decimal8 a = eight("-7"), b = eight("3"), x = a, y = b, one = filled(), other = filled();
-        fast[op](&one, &a, &b);
-        slow[op](&other, &x, &y);
-        EXPECT_EQ(both(one, other), results[op]);
-    }
+    expect_apart<Decimal8>({dec8_add, dec8_sub, dec8_mul, dec8_div, dec8_rem},
+                           {literal::dec8_add, literal::dec8_sub, literal::dec8_mul, literal::dec8_div,
+                            literal::dec8_rem},
+                           eight("-7"), eight("3"), {"-4", "-10", "-21", "-2", "-1"});
 }
 
 TEST(dec8_arith, adds_and_subtracts)
