@@ -173,7 +173,7 @@ TEST(native_desktop, lets_the_operations_fail_and_window_data_work)
 
 #else
 
-// ---- With one, in windows that never show ---------------------------------------------------------------------------
+// ---- With one, mostly in windows that never show --------------------------------------------------------------------
 
 namespace {
 
@@ -194,6 +194,16 @@ struct HiddenWindow {
     }
     ~HiddenWindow() { DestroyWindow(window); }
     operator WindowRef() const { return window; }
+};
+
+// The system asks to paint what is seen alone. This one takes no focus, and begins with nothing to be painted.
+struct ShownWindow : HiddenWindow {
+    ShownWindow()
+    {
+        ShowWindow(window, SW_SHOWNOACTIVATE);
+        ValidateRect(window, nullptr);
+    }
+    bool is_to_be_painted() const { return GetUpdateRect(window, nullptr, FALSE); }
 };
 
 // A picture in memory, all red.
@@ -274,12 +284,29 @@ TEST(native_caret, is_made_and_moves)
     EXPECT_TRUE(GetCaretPos(&place));
     EXPECT_EQ(place.x, 30);
     EXPECT_EQ(place.y, 40);
-    native_desktop.caret_show(window);
-    EXPECT_TRUE(HideCaret(window.window));   // once more than it was shown
-    EXPECT_TRUE(ShowCaret(window.window));
-    native_desktop.caret_hide(window);
     DestroyCaret();
     EXPECT_FALSE(native_desktop.caret_create(ref(0xDEAD), 1, 12));
+}
+
+// It blinks by messages that nobody takes from the queue here, so it stays as it is.
+TEST(native_caret, shows_and_hides)
+{
+    ShownWindow window;
+    HDC drawing = GetDC(window.window);
+    RECT all = { 0, 0, 200, 100 };
+    FillRect(drawing, &all, (HBRUSH)GetStockObject(BLACK_BRUSH));
+    EXPECT_TRUE(native_desktop.caret_create(window, 1, 12));
+    native_desktop.caret_move(30, 40);
+    EXPECT_EQ(GetPixel(drawing, 30, 45), 0u);
+    native_desktop.caret_show(window);
+    EXPECT_EQ(GetPixel(drawing, 30, 40), 0xFFFFFFu);
+    EXPECT_EQ(GetPixel(drawing, 30, 51), 0xFFFFFFu);
+    EXPECT_EQ(GetPixel(drawing, 30, 52), 0u);
+    EXPECT_EQ(GetPixel(drawing, 31, 45), 0u);
+    native_desktop.caret_hide(window);
+    EXPECT_EQ(GetPixel(drawing, 30, 45), 0u);
+    DestroyCaret();
+    ReleaseDC(window.window, drawing);
 }
 
 TEST(native_capture, goes_to_the_window_and_back)
@@ -387,8 +414,49 @@ TEST(native_paint, begins_and_ends)
     EXPECT_EQ(paint.drawing, nullptr);
     native_desktop.paint_fill(&paint, 4);
     native_desktop.paint_end(ref(0xDEAD), &paint);
+}
+
+TEST(native_paint, begins_with_the_rectangle_to_be_painted)
+{
+    ShownWindow window;
+    RECT part = { 10, 20, 30, 50 };
+    InvalidateRect(window.window, &part, FALSE);
+    PlatformPaint paint = {};
+    native_desktop.paint_begin(window, &paint);
+    EXPECT_EQ(paint.left, 10);
+    EXPECT_EQ(paint.top, 20);
+    EXPECT_EQ(paint.right, 30);
+    EXPECT_EQ(paint.bottom, 50);
+    EXPECT_EQ(WindowFromDC((HDC)paint.drawing), window.window);
+    native_desktop.paint_end(window, &paint);
+    EXPECT_FALSE(window.is_to_be_painted());
+}
+
+TEST(native_invalidate, has_all_of_a_window_erased_and_painted)
+{
+    ShownWindow window;
     native_desktop.invalidate(window);
-    native_desktop.invalidate(nullptr);  // not every window there is
+    PAINTSTRUCT paint = {};
+    BeginPaint(window.window, &paint);
+    EXPECT_EQ(paint.rcPaint.left, 0);
+    EXPECT_EQ(paint.rcPaint.top, 0);
+    EXPECT_EQ(paint.rcPaint.right, 200);
+    EXPECT_EQ(paint.rcPaint.bottom, 100);
+    EXPECT_TRUE(paint.fErase);  // left to the program, since the class of the window has no brush
+    EndPaint(window.window, &paint);
+}
+
+TEST(native_invalidate, of_null_does_not_mean_every_window)
+{
+    ShownWindow window;
+    native_desktop.invalidate(nullptr);
+    EXPECT_FALSE(window.is_to_be_painted());
+}
+
+TEST(native_run, gives_more_than_31_for_a_program_that_runs)
+{
+    EXPECT_GT(native_desktop.run("cmd.exe /c exit", 5), 31u);
+    EXPECT_GT(program_run("cmd.exe /c exit"), 31);
 }
 
 TEST(native_run, gives_31_or_less_for_a_program_that_is_not_there)
