@@ -222,6 +222,7 @@ DictStatus block_table_update_self(DictFile *file)
     (void)block_write_entry(file, own, &entry);
     // KEPT: one would expect the status of the writes. It is 0 whatever they did, and 1 only when the entry could not
     // be read. Test: block_table_update_self.gives_0_whatever_the_flush_did
+    // Test: block_table_update_self.gives_1_when_its_entry_cannot_be_read
     (void)block_table_flush(file);
     return DICT_OK;
 }
@@ -295,6 +296,7 @@ struct Places {
 
 // KEPT: one would expect a block of the size that was asked for. A rest under 16 bytes is not split off, so that a
 // block can be up to 15 bytes larger. Test: block_allocate.gives_a_piece_whole_when_under_16_bytes_remain
+// Test: block_allocate.splits_a_piece_when_16_bytes_remain
 static bool taken_whole(const Places *places, i32 need)
 {
     return (i64)le_get(places->fit.size) - need < SPLIT_MIN;
@@ -364,6 +366,7 @@ static DictStatus allocate_at_end(DictFile *file, u16 type, i32 need, u32 index)
 
     // KEPT: one would expect the file to stay open. It is closed and opened again by its path, which gives up every
     // byte-range lock on it; growing a block in place does not. Test: block_allocate.reopens_the_file_that_it_extends
+    // Test: block_grow.keeps_the_file_open_at_its_end
     (void)file_close(file->file);  // there is nothing to do about a failure
     file->file = file_open(file->path, file->open_mode);
     if (!file->file) return status_from_file_error();

@@ -57,6 +57,7 @@ i32 cookie_for_name_second(ConstPString name, DictCookie *cookie)
     if (!slot) return 0;
     // KEPT: one would expect the slot that matches. The number behind it is stored, with file 2 of the one that
     // matches; and no match leaves the cookie as it was. Test: cookie_for_name_second.gives_the_slot_behind
+    // Test: cookie_for_name_second.leaves_the_cookie_when_no_name_matches
     *cookie = { .slot = slot + 1, .selector = slot_selector_if_open(slot, 2), .other_selector = 0 };
     return 1;
 }
@@ -99,8 +100,8 @@ void cookie_clear(DictCookie *cookie) { cookie->slot = 0; }
 bool cookie_is_set(const DictCookie *cookie) { return cookie->slot != 0; }
 i32 cookie_other_selector(const DictCookie *cookie) { return cookie->other_selector; }
 
-// KEPT: one would expect selector 0 to be set where file 0 is open. The test gives the selector of an open file, and that
-// is 0, which reads as closed: a cookie never goes back to file 0 by these two.
+// KEPT: one would expect selector 0 to be set where file 0 is open. The test gives the selector of an open file, and
+// that is 0, which reads as closed: a cookie never goes back to file 0 by these two.
 // Test: cookie_set_selector.never_stores_0
 i32 cookie_set_selector(DictCookie *cookie, i32 selector)
 {
@@ -186,8 +187,9 @@ u16 get_user_word(i16 index)
 void set_user_word(i16 index, u16 value)
 {
     if (!dict_set) return;
-    // KEPT: one would expect a bad index to be refused. The test of the index rejects none; what is neither 0 nor 1
-    // goes to the word of its low bit, so that nothing else is overwritten. Test: set_user_word.rejects_no_index
+    // KEPT: one would expect a bad index to be refused, and the words to mean something here. The test of the index
+    // rejects none; what is neither 0 nor 1 goes to the word of its low bit, so that nothing else is overwritten. The
+    // words are the callers' own, and no operation asks for them. Test: set_user_word.rejects_no_index
     dict_set->user_words[index & 1] = value;
 }
 

@@ -89,6 +89,7 @@ static DictStatus load_table(DictFile *file, DictFile *main, i32 type, i32 range
     // KEPT: one would expect the owners of a file that comes without tables to be looked for in its modules. The tables
     // that are made here are empty, and its kind 1 resources stay without owners.
     // Test: core_tables_load.makes_156_empty_tables_without_a_walk
+    // Test: ds_openfile.adds_156_empty_tables_to_a_new_file
     // KEPT: one would expect the tables to be made in the file that lacks them. They go to the current dictionary.
     // Test: core_tables_load.makes_missing_tables_in_the_current_dictionary
     bool may_write = file->open_mode == DICT_SHARED || file->open_mode == DICT_EXCLUSIVE;

@@ -144,6 +144,7 @@ DictStatus dict_file_create(ConstPString path)
 
     // KEPT: one would expect a failed open or write to be told. The file is deleted and the status stays 0, so a caller
     // who needs to know opens it. Test: dict_file_create.gives_0_and_no_file_when_a_write_fails
+    // Test: dict_file_create.gives_0_and_no_file_when_the_open_fails
     FileHandle file = file_open(path, FILE_RW_SHARED);
     if (!file) {
         (void)file_delete(path);  // nothing more can be done about it
@@ -236,6 +237,7 @@ DictStatus dict_file_close(DictFile *file)
     // KEPT: one would expect only a changed header to be written, and under a lock. It is written at every close, in
     // every mode, from memory, and so over what others have written since.
     // Test: dict_file_close.writes_the_header_from_memory
+    // Test: dict_file_close.tries_to_write_the_header_of_a_read_only_file
     (void)header_write(file->file, &file->header);  // nobody is left to tell
     (void)block_cache_close(file);                  // the same
     module_table_release(file);

@@ -222,6 +222,8 @@ static bool is_main_only(u16 type)
 // KEPT: one would expect the redirect to hold for every dictionary, kind and type. The first slot, identifiers from
 // 20000 on, kind 3, and kind 2 but for eight types stay where they are.
 // Test: dict_select_file.redirects_kind_1_and_eight_types_of_kind_2
+// Test: dict_select_file.redirects_identifiers_below_20000
+// Test: dict_select_file.does_not_redirect_the_first_slot
 static bool goes_to_main(i32 kind, u16 type, i16 id, i32 slot)
 {
     if (slot <= 1 || id >= SELECT_NO_REDIRECT || !dict_set->redirect_to_main) return false;

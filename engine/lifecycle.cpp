@@ -138,6 +138,7 @@ int32_t dd_init(void)
     // KEPT: one would expect a second start to be refused, and a failed one to leave nothing. The first set is
     // forgotten with its open files, and without memory for the pinned cache the new set stays.
     // Test: dd_init.called_twice_forgets_the_first_set
+    // Test: dd_init.gives_0_without_memory_for_the_pinned_cache_and_keeps_the_set
     if (!set_init()) return 0;
     if (!cache_init()) return 0;
     set_id_bounds();
@@ -196,6 +197,7 @@ DictStatus ds_closefile(int16_t id)
 {
     // KEPT: one would expect a status. It is always 0; a negative identifier does nothing, so that one from 32768 on is
     // closed by `dd_term` alone, and `current` stays. Test: ds_closefile.always_gives_0
+    // Test: ds_closefile.leaves_current_where_it_was
     i32 slot = id < 0 ? 0 : slot_find((u16)id);
     if (!slot) return DICT_OK;
     DictCookie closed = { .slot = slot, .selector = 0, .other_selector = 0 };

@@ -113,6 +113,7 @@ bool read_lock(DictFile *file)
 {
     // KEPT: one would expect a closed file to be refused. No lock is needed there, as in the modes that take no part,
     // and that counts as success. Test: read_lock.of_a_closed_file_does_nothing
+    // Test: read_lock.does_nothing_in_other_modes, Test: write_lock.does_nothing_in_other_modes
     if (!read_lock_needed(file)) return true;
     if (!gate_lock(file)) return false;
     i16 byte = take_reader_byte(file);

@@ -114,6 +114,7 @@ DictStatus cache_read(DictFile *file, i32 kind, i32 module, u16 type, u32 is_nam
 
     // KEPT: one would expect a change of the block to be seen. Writes and closes leave the record alone, and it serves
     // the old bytes at the old offsets; outside of them the file is read. Test: cache_read.serves_stale_bytes
+    // Test: cache_read.does_not_serve_a_file_that_was_closed_and_opened
     const PinnedBlock *record = &records()[index];
     if (count <= 0) return DICT_OK;
     if (pos < record->base || (u64)pos + (u32)count > (u64)record->base + record->length) return DICT_NOT_FOUND;

@@ -156,6 +156,7 @@ static GHandle read_handle(DictFile *file, i32 kind, i32 module, u16 type, i16 i
     // KEPT: one would expect an identifier without an owner not to be found. Its missing owner is not looked at, and
     // the search goes on in series 0; a search for its name is stricter.
     // Test: dd_getresourcehndl.finds_a_body_without_owner_in_series_0
+    // Test: dd_getresname.without_an_owner_gives_3_where_the_body_is_found
     i32 real = resource_module(file, kind, module, type, id, status);
     u32 pos;
     i32 len;
@@ -168,6 +169,7 @@ static GHandle read_handle(DictFile *file, i32 kind, i32 module, u16 type, i16 i
 
     // KEPT: one would expect status 9. No memory for the body gives no handle with status 0; and a body of 0 bytes is a
     // handle of size 0. Test: dd_getresourcehndl.gives_0_with_status_0_without_memory
+    // Test: dd_getresourcehndl.of_an_empty_body_gives_a_handle_of_size_0
     GHandle handle = galloc(len, nullptr, 1);  // zeros, should the file have been cut short
     if (!handle) return 0;
     void *data = glock(handle);
@@ -255,6 +257,7 @@ static i16 position_in_run(DictFile *file, i32 kind, i32 module, u16 type, i16 i
     i16 index = module_find(file, kind, module);
     // KEPT: one would expect a position in every module. The one at table index 0 counts as absent.
     // Test: dd_get_resid_pos.is_0_in_the_module_at_table_index_0
+    // Test: dd_local_get_nresid_pos.is_0_in_the_module_at_table_index_0
     if (index <= 0) return 0;
     u16 count;
     const ResourceEntry *run = resource_range(file, index, (i16)type, &count, nullptr, nullptr);
@@ -301,8 +304,9 @@ GHandle dd_getresourcehndl(int32_t kind, int32_t module, uint16_t type, uint16_t
 GHandle dd_getnresourcehndl(int32_t kind, int32_t module, uint16_t type, int16_t n, int32_t flags, uint32_t *status)
 {
     // KEPT: one would expect 21 when the lock cannot be had. The search for the identifier tells nothing, so its 0
-    // reads as not found; only a second lock that is refused gives 21.
+    // reads as not found; only a second lock that is refused gives 21. So it is by name, and for a name by position.
     // Test: dd_getnresourcehndl.gives_3_when_the_first_lock_is_refused
+    // Test: dd_getnamedreshndl.gives_3_when_locked_out, Test: dd_getnresname.gives_3_when_locked_out
     i32 id = n <= 0 ? 0 : dd_get_nresid(kind, module, type, n);
     if (id == 0) {
         put_status(status, DICT_NOT_FOUND);

@@ -199,8 +199,11 @@ void add_res(GHandle *body, int32_t layout, int16_t index, const void *record)
     // variable is 0 then, and the body is lost. Test: add_res.takes_the_handle_away_when_the_resize_fails
     if (!grealloc(body, (i32)new_size)) return;
 
-    // All that stands from the record's place on moves up: the rest of the array, later arrays, the tail. The counter
-    // is changed last: where counters below 0 have led into the header, the record may just have been put over it.
+    // All that stands from the record's place on moves up: the rest of the array, later arrays, the tail.
+    // KEPT: one would expect the counter to end one higher than it was. It is read anew behind the record, whose place
+    // went by the counters as they were: where one below 0 has led into the header, 1 is added to what the record has
+    // put there. Test: add_res.follows_the_counters_in_front_as_they_were
+    // Test: add_res.to_an_empty_first_array_moves_all_later_arrays_up
     u8 *bytes = (u8 *)glock(*body);
     memmove(bytes + position + size, bytes + position, (size_t)(old_size - position));
     memcpy(bytes + position, record, (size_t)size);

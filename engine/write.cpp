@@ -182,6 +182,7 @@ static DictStatus add_resource(DictFile *file, const NewResource *add)
     // KEPT: one would expect an add and a change to allow the same names. An add refuses the empty one; a name of 255
     // characters has a stored size of 256, which is 0 in 8 bits, and none of it is stored.
     // Test: dd_add_resource.stores_nothing_of_a_name_of_255_characters
+    // Test: dd_add_resource.gives_19_for_a_bad_name_or_id_and_changes_nothing
     if (!add->name || add->name_size == 1 || add->id < 1) return DICT_BAD_NAME;
     DictStatus status = enter(file, add);
     if (status) return status;
@@ -340,6 +341,8 @@ static DictStatus remove_resource(DictFile *file, i32 kind, i32 module, u16 type
     i32 real = resource_module(file, kind, module, type, id, &status);
     // KEPT: one would expect an unknown owner, or a lock that is refused, to end the operation. It does for a resource
     // that is there; for one that is not, the answer is 3. Test: dd_remove_resource.gives_3_when_locked_out_and_missing
+    // Test: dd_remove_resource.without_an_owner_gives_3_and_removes_nothing
+    // Test: dd_remove_resource.of_kind_1_when_locked_out_tells_the_missing_owner
     if (!entry_exists(file, kind, real, type, id)) return DICT_NOT_FOUND;
     if (status) return status;
 

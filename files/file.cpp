@@ -133,10 +133,13 @@ static bool can_move(FileHandle file, i32 count, i32 *result, u32 *error)
     if (file == 0) return refuse(FILE_FAILED, error);
     if (count < 0) {
         // KEPT: one would expect 0 bytes here as in the other failures. A negative count alone gives -1.
-        // Test: file_read.gives_minus_1_for_a_negative_count
+        // Test: file_read.gives_minus_1_for_a_negative_count, Test: file_write.gives_minus_1_for_a_negative_count
         *result = -1;
         return refuse(FILE_BAD_NUMBER, error);
     }
+    // KEPT: one would expect a dead handle to be found also where no bytes are to be moved. The platform is not asked
+    // then, and the code is 0. Test: file_read.of_no_bytes_makes_no_platform_call
+    // Test: file_write.of_no_bytes_makes_no_platform_call
     *error = FILE_OK;
     return count > 0;
 }

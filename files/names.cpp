@@ -32,6 +32,7 @@ PString filename_2_native(PString name)
             // KEPT: one would expect only the colon of a volume to be followed by a backslash. Every later colon is,
             // whatever stands behind it, and every leading one vanishes; so `A:/B` has two backslashes.
             // Test: filename_2_native.puts_a_backslash_behind_every_later_colon
+            // Test: filename_2_native.drops_leading_colons
             if (length == 0) continue;
             work[length++] = ':';
             work[length++] = '\\';

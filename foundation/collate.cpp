@@ -167,6 +167,7 @@ static uintptr_t lang_start()
 
     // KEPT: one would expect the library to be loaded if there is one. The file comes first: where it is usable, the
     // library is not even looked for. Test: lang_control.with_the_file_does_not_load_the_library
+    // Test: lang_control.file_beats_a_library_held_before
     if (lang_tables_ok) return 1;
     lang_library = optlib_load();
     return (uintptr_t)lang_library;
@@ -217,7 +218,7 @@ i32 lang_mode(const i32 *new_mode)
 i16 pstrlangcompare(ConstPString first, ConstPString second, i16 start, i16 count, i16 fold_case)
 {
     // KEPT: one would expect every mode but 0 to be on. The mode is 2 at the start, and only exactly 1 turns the tables
-    // on. Test: pstrlangcompare.uses_the_tables_in_mode_1_alone
+    // on. Test: pstrlangcompare.uses_the_tables_in_mode_1_alone, Test: lang_mode.is_2_until_it_is_set
     if (lang_mode(nullptr) == 1) return lang_compare(first, second, start, count, fold_case);
     return pstricompare(first, second, start, count, fold_case);
 }

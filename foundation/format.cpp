@@ -462,7 +462,7 @@ static i32 read_long(const u8 *at, bool blanks_behind_sign)
     for (; is_digit(*at); at++) value = value * 10 + (u32)(*at - '0');
 
     // KEPT: one would expect -2147483648 to be read as it is, since it can be written. It gives -2147483647.
-    // Test: str_to_long.cannot_read_the_least_long
+    // Test: str_to_long.cannot_read_the_least_long, Test: long_to_str.writes_every_value
     if (value > (u32)LONG_LIMIT) value = (u32)LONG_LIMIT;
     return negative ? -(i32)value : (i32)value;
 }

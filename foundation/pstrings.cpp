@@ -47,6 +47,7 @@ void *ctopstr(void *string)
     // to 65536 characters is left as it was, its first character standing where the length is read, and one of 65541
     // gives 5 characters. An empty text is untouched too, which makes it an empty string: its terminator is the length.
     // Test: ctopstr.leaves_32768_to_65536_characters_untouched
+    // Test: ctopstr.leaves_an_empty_text_which_is_an_empty_string
     i16 measured = (i16)(u16)strlen((const char *)bytes);
     if (measured <= 0) return string;
 
@@ -72,6 +73,7 @@ PString pstricpy(PString dest, ConstPString source, int16_t start, int16_t count
     // KEPT: one would expect bad arguments to leave `dest` as it was, as they do in `pstricat`, and a copy of a string
     // onto itself to do nothing. `dest` is emptied first, so both end with the empty string.
     // Test: pstricpy.empties_a_destination_that_is_the_source
+    // Test: pstricpy.of_bad_arguments_gives_the_empty_string
     dest[0] = 0;
     i32 length = slice_length(source, start, count);
     if (length == 0) return dest;
@@ -101,6 +103,9 @@ int16_t pstricompare(ConstPString first, ConstPString second, int16_t start, int
     // KEPT: one would expect bad arguments, and strings that end ahead of `start`, to compare as equal. They give 32767
     // unless `first` is empty, and then 0 or -1; whoever sorts relies on 32767 being positive.
     // Test: pstricompare.answers_32767_for_a_text_against_a_string_too_short
+    // Test: pstricompare.answers_32767_for_a_bad_start_or_count
+    // Test: pstricompare.answers_0_for_two_empty_strings
+    // Test: pstricompare.answers_minus_1_for_an_empty_string_against_a_text
     constexpr i16 BEHIND = 32767;
     if (start < 1 || count < 1) return BEHIND;
     if (first[0] < start || second[0] < start) {

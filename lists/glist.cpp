@@ -612,8 +612,9 @@ i16 glist_replace(GHandle list, GHandle cursor, const void *data)
     if (!begin(&at, list, cursor)) return 0;
     if (!at.status) at.status = write_elements(at, GLIST_WRITE_OVER, at.cursor->position, data, 1);
 
-    // KEPT: one would expect as many locks as unlocks. A cursor that was handed in is locked once more on return, which
-    // matters to nobody but a `gunlock` that would count. Test: glist_replace.leaves_a_separate_cursor_locked
+    // KEPT: one would expect as many locks as unlocks. A cursor that was handed in is locked once more on return.
+    // Nobody sees it as long as locks are not counted; all that can be tested is that the cursor stays as it was.
+    // Test: glist_replace.leaves_a_separate_cursor_locked
     (void)glock_checked(cursor);
     return end(at);
 }

@@ -144,6 +144,7 @@ static i16 read_terminated(const char *key, void *buffer, i16 size, const char *
     if (found) ptocstr(buffer);
     // KEPT: one would expect a string, as of every other text, and its default to be cut at the size. The text is
     // NUL-terminated, and the default is copied whole. Test: option_btrieve.copies_its_default_whatever_the_size
+    // Test: option_btrieve.gives_a_terminated_value
     else if (buffer) memcpy(buffer, default_text, strlen(default_text) + 1);
     return found;
 }

@@ -7,6 +7,7 @@
 #include "foundation/handles.h"
 #include "tests/support/dictionary.h"
 #include "tests/support/faults.h"
+#include "tests/support/memory_limit.h"
 
 #include <climits>
 #include <cstring>
@@ -244,37 +245,6 @@ DictStatus copy(DictFile *from, DictFile *to, i32 kind, i32 module, u16 keep, Co
     (void)module_copy(from, to, kind, (u32)module, keep, name, 0, &status);
     return status;
 }
-
-// ---- Memory that is short -------------------------------------------------------------------------------------------
-
-// In front of the table that was there: it refuses requests above a limit, and remembers the largest.
-struct MemoryLimit {
-    explicit MemoryLimit(size_t most)
-    {
-        limit = most;
-        largest = 0;
-        behind = platform_memory;
-        platform_memory = &limited;
-    }
-    ~MemoryLimit() { platform_memory = behind; }
-
-    static bool is_refused(size_t size)
-    {
-        if (size > largest) largest = size;
-        return size > limit;
-    }
-    static void *alloc(size_t size, bool zero) { return is_refused(size) ? nullptr : behind->alloc(size, zero); }
-    static void *resize(void *block, size_t size) { return is_refused(size) ? nullptr : behind->resize(block, size); }
-    static void free_block(void *block) { behind->free(block); }
-
-    static const PlatformMemory *behind;
-    static size_t limit, largest;
-    static const PlatformMemory limited;
-};
-const PlatformMemory *MemoryLimit::behind = nullptr;
-size_t MemoryLimit::limit = 0;
-size_t MemoryLimit::largest = 0;
-const PlatformMemory MemoryLimit::limited = { .alloc = alloc, .resize = resize, .free = free_block };
 
 constexpr size_t HANDLE_BYTES = 32;        // what a handle takes beside the bytes that were asked for
 

@@ -3,6 +3,7 @@
 // theirs, stay inside of their memory (for which the sanitizers look), and ask for no more of it, and of the disk, than
 // a file of this length can justify.
 #include "tests/engine/slot_dictionary.h"
+#include "tests/support/memory_limit.h"
 
 #include <climits>
 #include <filesystem>
@@ -16,37 +17,6 @@ namespace zuk {
 namespace {
 
 // ---- What is asked of memory ----------------------------------------------------------------------------------------
-
-// In front of the table that was there: it refuses and remembers a request that no file of ours justifies.
-struct MemoryWatch {
-    explicit MemoryWatch(size_t most)
-    {
-        limit = most;
-        largest = 0;
-        behind = platform_memory;
-        platform_memory = &watching;
-    }
-    ~MemoryWatch() { platform_memory = behind; }
-    MemoryWatch(const MemoryWatch &) = delete;
-    MemoryWatch &operator=(const MemoryWatch &) = delete;
-
-    static bool is_refused(size_t size)
-    {
-        if (size > largest) largest = size;
-        return size > limit;
-    }
-    static void *alloc(size_t size, bool zero) { return is_refused(size) ? nullptr : behind->alloc(size, zero); }
-    static void *resize(void *block, size_t size) { return is_refused(size) ? nullptr : behind->resize(block, size); }
-    static void free_block(void *block) { behind->free(block); }
-
-    static const PlatformMemory *behind;
-    static size_t limit, largest;
-    static const PlatformMemory watching;
-};
-const PlatformMemory *MemoryWatch::behind = nullptr;
-size_t MemoryWatch::limit = 0;
-size_t MemoryWatch::largest = 0;
-const PlatformMemory MemoryWatch::watching = { .alloc = alloc, .resize = resize, .free = free_block };
 
 constexpr size_t OWN_NEEDS = 200000;    // records of handles, buffers of 65500 bytes, what the operations here write
 
@@ -162,7 +132,7 @@ public:
     {
         EXPECT_EQ(dict.stop(), 0u);
         overwrite(content);
-        MemoryWatch watch(content.size() + OWN_NEEDS);
+        MemoryLimit watch(content.size() + OWN_NEEDS);
 
         dict.start();
         DictStatus status = dict.status;
@@ -176,7 +146,7 @@ public:
             dict.open(DICT_EXCLUSIVE);
             if (!dict.status) read_all();
         }
-        EXPECT_LE(MemoryWatch::largest, MemoryWatch::limit) << "more memory than the file justifies";
+        EXPECT_LE(MemoryLimit::largest, MemoryLimit::limit) << "more memory than the file justifies";
         EXPECT_EQ(dict.stop(), 0u);
         EXPECT_LE(std::filesystem::file_size(dict.dir.path("a.dic")), content.size() + 1000000);
         dict.start();

@@ -8,8 +8,8 @@
 
 namespace zuk {
 
-// One line of the dump: "    26EE  01 00  05 00 ...    what it means", the place and the bytes there. False if a line is
-// none.
+// One line of the dump: "    26EE  01 00  05 00 ...    what it means", the place and the bytes there. False if a line
+// is none.
 static bool read_line(const std::string &line, size_t *place, std::string *bytes)
 {
     if (line.compare(0, 4, "    ") != 0) return false;

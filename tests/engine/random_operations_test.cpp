@@ -793,8 +793,8 @@ private:
         return bytes;
     }
 
-    // `zuk check` finds nothing but owners, which copies of kind 1 leave to their caller, and modules whose names became
-    // the same when they were cut to 79 characters.
+    // `zuk check` finds nothing but owners, which copies of kind 1 leave to their caller, and modules whose names
+    // became the same when they were cut to 79 characters.
     static void look_with_the_tool(const std::string &path)
     {
         for (const tool::Finding &fault : tool::check_file(path, "it").faults) {

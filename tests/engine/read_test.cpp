@@ -1281,6 +1281,14 @@ TEST(dd_get_resid, finds_the_lowest_series_of_a_name)
     EXPECT_EQ(dd_get_resid(1, 1, 1, Name("twice")), 13);
     dict.put(0, 10, "twice", "");
     EXPECT_EQ(dd_get_resid(1, 1, 1, Name("twice")), 10);
+
+    // Seven of them, from the module given.
+    dict.put(6, 16, "sixth", "");
+    dict.put(7, 17, "seventh", "");
+    EXPECT_EQ(dd_get_resid(1, 1, 1, Name("sixth")), 16);
+    EXPECT_EQ(dd_get_resid(1, 1, 1, Name("seventh")), 0);
+    EXPECT_EQ(dd_get_resid(1, 16 + 1, 1, Name("seventh")), 17);
+    EXPECT_EQ(dd_get_resid(1, 16 + 1, 1, Name("twice")), 13);
 }
 
 TEST(dd_get_resid, ends_at_the_first_hit)

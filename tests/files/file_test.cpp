@@ -434,6 +434,9 @@ TEST(file_read, of_no_bytes_makes_no_platform_call)
     calls_reset();
     EXPECT_EQ(file_read(file, nullptr, 0), 0);
     EXPECT_EQ(file_error, FILE_OK);
+    file_error = UNTOUCHED;
+    EXPECT_EQ(file_read(12345, nullptr, 0), 0);  // no such file, and nobody asks
+    EXPECT_EQ(file_error, FILE_OK);
     EXPECT_EQ(file_calls(), 0u);
     file_close(file);
 }

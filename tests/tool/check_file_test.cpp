@@ -35,6 +35,15 @@ static std::string text_of(const std::vector<Finding> &findings)
     return text;
 }
 
+static void expect_one_note(const std::string &bytes, const std::string &place, const std::string &text)
+{
+    CheckReport report = check_bytes(bytes);
+    EXPECT_EQ(text_of(report.faults), "");
+    ASSERT_EQ(report.notes.size(), 1u);
+    EXPECT_EQ(report.notes[0].place, place);
+    EXPECT_EQ(report.notes[0].text, text);
+}
+
 static void expect_sound(const std::string &bytes)
 {
     CheckReport report = check_bytes(bytes);
@@ -254,11 +263,7 @@ TEST(check_file, notes_a_module_whose_resource_has_another_number)
     Name name("Seven");
     EXPECT_EQ(dd_add_resource(2, 7, 2, 8, name, 0), (DictStatus)DICT_OK);
     ds_closefile(1);
-    CheckReport report = check_bytes(library.bytes());
-    EXPECT_EQ(text_of(report.faults), "");
-    ASSERT_EQ(report.notes.size(), 1u);
-    EXPECT_EQ(report.notes[0].place, "2/7/2/8");
-    EXPECT_EQ(report.notes[0].text, "it stands for a module, and has not the number of its own");
+    expect_one_note(library.bytes(), "2/7/2/8", "it stands for a module, and has not the number of its own");
 }
 
 // The library puts core type 10 of any series into the one module, and records the series that was chosen.
@@ -267,11 +272,7 @@ TEST(check_file, notes_the_owner_of_a_guest_among_the_core_tables)
     Library library;
     EXPECT_EQ(add_in_series(&library, 3, 10, 5, 1, "Guest", "x"), (DictStatus)DICT_OK);
     ds_closefile(1);
-    CheckReport report = check_bytes(library.bytes());
-    EXPECT_EQ(text_of(report.faults), "");
-    ASSERT_EQ(report.notes.size(), 1u);
-    EXPECT_EQ(report.notes[0].place, "1/10/5/1");
-    EXPECT_EQ(report.notes[0].text, "it stands in series 0, and 1/10/52/5 tells series 3 as its owner");
+    expect_one_note(library.bytes(), "1/10/5/1", "it stands in series 0, and 1/10/52/5 tells series 3 as its owner");
 }
 
 // The library removes a module of kind 1 with all that is in it, and asks nobody who owned that.
@@ -281,12 +282,8 @@ TEST(check_file, notes_the_owners_that_a_removed_module_leaves)
     EXPECT_EQ(add_in_series(&library, 3, 9, 9, 22001, "Part", "x"), (DictStatus)DICT_OK);
     EXPECT_EQ(dd_remove_resource(1, 0, 2, 57), (DictStatus)DICT_OK);
     ds_closefile(1);
-    CheckReport report = check_bytes(library.bytes());
-    EXPECT_EQ(text_of(report.faults), "");
-    ASSERT_EQ(report.notes.size(), 1u);
-    EXPECT_EQ(report.notes[0].place, "1/10/54/9");
-    EXPECT_EQ(report.notes[0].text,
-              "it tells series 3 as the owner of identifier 22001 of type 9, and there is no such resource");
+    expect_one_note(library.bytes(), "1/10/54/9",
+                    "it tells series 3 as the owner of identifier 22001 of type 9, and there is no such resource");
 }
 
 // Records that the library keeps and never reads.
