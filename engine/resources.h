@@ -40,8 +40,8 @@ DictStatus type_block_read(DictFile *file, u32 block, BlockType type, BlockEntry
 DictStatus resource_locate(DictFile *file, i32 kind, i32 module, u16 type, i16 id, u32 *pos, i32 *len);
 DictStatus name_locate(DictFile *file, i32 kind, i32 module, u16 type, i16 id, u32 *pos, i32 *len);
 
-// A length that only a damaged directory tells: no memory is asked for what the file cannot hold. Bodies of one chunk at
-// most are not looked at, and cost no call of the system.
+// A length that only a damaged directory tells: no memory is asked for what the file cannot hold. Bodies of one chunk
+// at most are not looked at, and cost no call of the system.
 bool body_is_beyond_file(DictFile *file, u32 pos, i32 len);
 
 // The bytes of a body, from the pinned cache or the file. What would lie behind the end of the file stays as it was in

@@ -157,10 +157,7 @@ BlockMap read_block_map(const std::string &path)
     RawFile file(path, path);
     BlockMap map;
     map.file_size = file.length;
-    std::string bytes = file.read(0, sizeof(DictHeader));
-    if (!record_at(bytes, 0, &map.header) || memcmp(map.header.magic, "%VTL", sizeof map.header.magic) != 0) {
-        fail_with(DICT_NOT_A_DICTIONARY, path);
-    }
+    map.header = read_header(file);
 
     Walk walk = { .file = file, .map = &map, .entries = {}, .holds = {} };
     read_entries(&walk);

@@ -25,6 +25,7 @@ struct CheckReport {
     i64 file_size = 0;
     std::vector<Finding> faults, notes;      // at most FINDINGS_MAX of each, in the order in which they were met
     size_t faults_left_out = 0, notes_left_out = 0;
+    bool sound_but_for_owners = false;       // what faults there are, are of the core tables and what they tell
     size_t blocks = 0, modules = 0, resources = 0;    // that were looked at
 };
 constexpr size_t FINDINGS_MAX = 10000;

@@ -156,6 +156,7 @@ Coordinates in_series(const Coordinates &at, i32 series, const std::string &text
 
 Coordinates parse_coordinates(const std::string &given)
 {
+    if (given.empty()) fail(EXIT_TROUBLE, "", "empty coordinates name nothing; they are KIND/MODULE/TYPE/ID");
     // Words become the number that they stand for; a slash in them separates nothing.
     std::string text = given;
     size_t behind = 2;

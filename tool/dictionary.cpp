@@ -5,6 +5,8 @@
 #include "engine/core_storage.h"
 #include "engine/identifiers.h"
 #include "engine/resources.h"
+#include "tool/check_file.h"
+#include "tool/interrupt.h"
 #include "tool/messages.h"
 #include "tool/open_error.h"
 #include "tool/paths.h"
@@ -76,6 +78,25 @@ static DictStatus open_without_tables(i16 number, const LibraryName &name, u16 m
     return status;
 }
 
+// Whether every core table is there, so that an open makes none.
+static bool has_all_tables(DictFile *file)
+{
+    i64 length = dict_length(file);
+    i64 bytes = 0;
+    for (i32 type = 1; type <= CORE_TYPE_MAX; type++) {
+        if (core_table_size(type) == 0) continue;
+        for (i32 range = 0; range < CORE_RANGES; range++) {
+            u16 table_type = (u16)(CORE_TABLES_TYPE + range);
+            u32 place;
+            i32 size = 0;
+            if (resource_locate(file, 1, CORE_TABLES_MODULE, table_type, (i16)type, &place, &size)) return false;
+            bytes += size;
+            if ((i64)place + size > length || bytes > length) return false;
+        }
+    }
+    return true;
+}
+
 // Resources of kind 1, and no table to tell their owners. By the table of which the library tells, too.
 static bool lacks_tables(DictFile *file)
 {
@@ -84,15 +105,27 @@ static bool lacks_tables(DictFile *file)
     return !has_tables && module_count(file, 1) > 0;
 }
 
-// Opening such a file for writing would put empty tables into it, and its resources would belong to nobody for good.
-// Only an open for reading makes the tables of what is there.
-static DictStatus open_for_writing(i16 number, const LibraryName &name, u16 mode, DictCookie *cookie)
+// What an open would find of core tables.
+struct FoundTables {
+    bool all, lacking;
+};
+
+static DictStatus look_for_tables(i16 number, const LibraryName &name, u16 mode, DictCookie *cookie, FoundTables *found)
 {
     DictStatus status = open_without_tables(number, name, mode, cookie);
     if (status) return status;
-    bool is_old = lacks_tables(dict_file_of_cookie(cookie));
+    DictFile *file = dict_file_of_cookie(cookie);
+    *found = { .all = has_all_tables(file), .lacking = lacks_tables(file) };
     (void)ds_closefile(number);  // it is always 0
-    if (is_old) {
+    return DICT_OK;
+}
+
+// Opening a file that lacks them for writing would put empty tables into it, and its resources would belong to nobody
+// for good. Only an open for reading makes the tables of what is there.
+static DictStatus open_for_writing(i16 number, const LibraryName &name, u16 mode, bool lacks, DictCookie *cookie)
+{
+    DictStatus status = DICT_OK;
+    if (lacks) {
         status = ds_openfile((u16)number, name.text, DICT_READ_ONLY, 0, cookie);
         if (status) return status;
         (void)ds_closefile(number);
@@ -118,7 +151,13 @@ static DictStatus open_for_reading(i16 number, const LibraryName &name, u16 mode
     return open_without_tables(number, name, mode, cookie);
 }
 
-Dictionary::Dictionary(const std::string &path, u16 mode) : shown(path), cookie{}
+// `absolute` is that of the dictionary.
+static bool is_sound_but_for_owners(const fs::path &absolute, const std::string &shown)
+{
+    return check_file(absolute.string(), shown).sound_but_for_owners;
+}
+
+Dictionary::Dictionary(const std::string &path, u16 mode, const std::string &shown_path) : shown(shown_path), cookie{}
 {
     static i16 numbers = 0;
     start_library();
@@ -127,9 +166,22 @@ Dictionary::Dictionary(const std::string &path, u16 mode) : shown(path), cookie{
     fs::path absolute = absolute_path(path);  // before the working directory changes
     LibraryName name = library_name(path);
     bool writes = mode != DICT_READ_ONLY;
-    DictStatus status =
-        writes ? open_for_writing(number, name, mode, &cookie) : open_for_reading(number, name, mode, &cookie);
-    if (status) fail_open(status, path, absolute, mode);
+    if (writes) defer_interrupts();    // from the first open on: its close writes the header
+    FoundTables found = {};
+    DictStatus status = look_for_tables(number, name, mode, &cookie, &found);
+    if (status) fail_open(status, shown, absolute, mode);
+
+    // An open of a damaged file, even one for reading, would have the library write tables into it.
+    bool may_be_made = found.all || is_sound_but_for_owners(absolute, shown);
+    if (!found.all) name = library_name(absolute.string());  // the check may have changed the working directory, too
+    if (!may_be_made && writes) {
+        fail(EXIT_DAMAGE, shown, "it is damaged, and its core tables cannot be made; zuk check names the faults");
+    }
+    if (!found.all) defer_interrupts();
+    if (!may_be_made) status = open_without_tables(number, name, mode, &cookie);
+    else if (writes) status = open_for_writing(number, name, mode, found.lacking, &cookie);
+    else status = open_for_reading(number, name, mode, &cookie);
+    if (status) fail_open(status, shown, absolute, mode);
 }
 
 Dictionary::~Dictionary() { (void)ds_closefile(number); }  // it is always 0
@@ -147,6 +199,7 @@ void create_dictionary(const std::string &path, bool force)
 {
     start_library();
     if (path.empty()) fail_with(DICT_NO_NAME, "");
+    defer_interrupts();
     fs::path absolute = absolute_path(path);
     std::error_code ignored;
     bool stands = path_kind(absolute) != PathKind::nothing;
@@ -188,8 +241,18 @@ struct Reading {
     fail(EXIT_DAMAGE, thing, what + (status ? status_note(status) : ""));
 }
 
+// What is not found in a module whose directory cannot be read may well be there.
+static void check_directory(const Dictionary &dictionary, const Coordinates &at)
+{
+    i16 index = module_find(dictionary.file(), at.kind, at.module);
+    if (at.levels < 3 || index == MODULE_ABSENT || directory_get(dictionary.file(), index)) return;
+    fail_damaged(dictionary.thing(coordinates_of(at.kind, at.module)), "the directory of the module is wrong",
+                 DICT_NOT_FOUND);
+}
+
 [[noreturn]] static void fail_missing(const Dictionary &dictionary, const Coordinates &at)
 {
+    check_directory(dictionary, at);
     static const char *const nouns[] = { "dictionary", "kind", "module", "type", "resource" };
     fail_with(DICT_NOT_FOUND, dictionary.thing(at), std::string("there is no such ") + nouns[at.levels]);
 }
@@ -582,6 +645,7 @@ void add_resource(const Dictionary &dictionary, const Coordinates &at, const std
     std::string thing = thing_of(dictionary, at);
     check_kind_1(thing, at);
     check_name(thing, name);
+    check_directory(dictionary, at);
     // Ahead of the library's own test, which for a module comes after its directory was given room.
     if (makes_module && module_exists(dictionary, at)) fail_with(DICT_EXISTS, thing, "there is such a module already");
     if (!makes_module && resource_exists(dictionary, at)) {
@@ -750,6 +814,7 @@ i16 next_free_id(const Dictionary &dictionary, const Coordinates &at, bool local
     if (at.kind != 1 && !type_is_module(at.type) && !module_exists(dictionary, at)) {
         fail_missing(dictionary, coordinates_of(at.kind, at.module));
     }
+    check_directory(dictionary, at);
     dictionary.make_current();
     i16 id = local ? dd_local_uniqueid(at.kind, at.module, at.type) : dd_uniqueid(at.kind, at.module, at.type);
     if (id < 1) fail_with(DICT_NO_ROOM, thing, "all identifiers up to 32767 are taken");

@@ -47,8 +47,9 @@ struct Handle {
 class Dictionary {
 public:
     // Opening a file that has no core tables makes them, as the library does; where they cannot be made, a file that is
-    // only to be read is opened without them.
-    Dictionary(const std::string &path, u16 mode);
+    // only to be read is opened without them. A damaged file gets none: making them could overwrite what is left of it.
+    Dictionary(const std::string &path, u16 mode) : Dictionary(path, mode, path) {}
+    Dictionary(const std::string &path, u16 mode, const std::string &shown_path);
     ~Dictionary();
     Dictionary(const Dictionary &) = delete;
     Dictionary &operator=(const Dictionary &) = delete;
@@ -57,7 +58,7 @@ public:
     void make_current() const;                     // for the library's operations that work on the current one
     std::string thing(const Coordinates &at) const;  // "orders.dic: 2/100/1"
 
-    const std::string shown;                       // the path as it was given
+    const std::string shown;                       // what messages call it: the path as it was given
 
 private:
     i16 number;                                    // the library's identifier of it

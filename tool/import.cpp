@@ -1,15 +1,24 @@
 // zuk import: an export folder, or the files of any folder, into a dictionary.
 //
 // The road: read and test the folder; open the dictionary, or know that it is to be made; plan every step; and only
-// when nothing speaks against any of them, do them one by one. The steps stand in the order of the folder, so the same
-// folder always makes the same bytes.
+// when nothing speaks against any of them, do them one by one, on a copy of a dictionary that is there. The steps stand
+// in the order of the folder, so the same folder always makes the same bytes.
 
+#include "engine/block_io.h"
+#include "engine/block_table.h"
 #include "tool/commands.h"
 #include "tool/dictionary.h"
+#include "tool/file_beside.h"
 #include "tool/import_plan.h"
+#include "tool/interrupt.h"
 #include "tool/json.h"
 #include "tool/messages.h"
 #include "tool/terminal.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
 
 namespace zuk::tool {
 
@@ -42,9 +51,14 @@ static void do_steps(const Dictionary &dictionary, const std::vector<ImportStep>
 {
     Progress progress("importing", steps.size());
     for (const ImportStep &step : steps) {
+        stop_if_interrupted(dictionary.shown);
         do_step(dictionary, step);
         progress.step();
     }
+    // The close would write both, and tell of no failure.
+    DictStatus status = block_table_flush(dictionary.file());
+    if (!status) status = header_write(dictionary.file()->file, &dictionary.file()->header);
+    if (status) fail_with(status, dictionary.shown, "it could not be written");
 }
 
 static void import_into_new(const ImportOptions &options, const ImportPlan &plan)
@@ -62,13 +76,46 @@ static void import_into_new(const ImportOptions &options, const ImportPlan &plan
     }
 }
 
-static void import_into_old(const Dictionary &dictionary, const ImportPlan &plan)
+// The bytes of an open dictionary in a file of their own.
+static void copy_bytes(const Dictionary &dictionary, const fs::path &path)
 {
-    try {
-        do_steps(dictionary, plan.steps);
-    } catch (const Failure &failure) {
-        throw Failure(failure.exit, std::string(failure.what()) + "; what came before it is in the file");
+    DictStatus status = block_table_flush(dictionary.file());    // the open may have made core tables
+    if (status) fail_with(status, dictionary.shown);
+    std::ofstream out(path, std::ios::binary);
+    std::string bytes;
+    i64 length = dict_length(dictionary.file());
+    for (i64 done = 0; done < length && out; done += (i64)bytes.size()) {
+        bytes.resize((size_t)std::min<i64>(length - done, 1 << 20));
+        status = dict_read_at(dictionary.file(), (u32)done, bytes.data(), (i32)bytes.size());
+        if (status) fail_with(status, dictionary.shown);
+        out.write(bytes.data(), (std::streamsize)bytes.size());
     }
+    out.close();
+    if (out) return;
+    int error = errno;
+    fail(EXIT_TROUBLE, dictionary.shown, std::string("its copy for the import cannot be written beside it: ") +
+                                             strerror(error));
+}
+
+// All of the steps or none: they are done on a copy, and the dictionary is held until it is replaced.
+static void import_into_old(std::unique_ptr<Dictionary> dictionary, const ImportPlan &plan, const fs::path &path)
+{
+    if (plan.steps.empty()) return;
+    std::error_code ignored;
+    fs::path place = fs::weakly_canonical(path, ignored);    // a link to it stays
+    std::string shown = dictionary->shown;
+    FileBeside beside(place, "import");
+    copy_bytes(*dictionary, beside.path);
+    {
+        Dictionary copy(beside.path.string(), DICT_EXCLUSIVE, shown);
+        do_steps(copy, plan.steps);
+    }
+    stop_if_interrupted(shown);
+    beside.take_rights_of(place);
+#ifdef _WIN32
+    dictionary.reset();    // here nothing takes the place of an open file
+#endif
+    beside.rename_to(place, shown);
 }
 
 // ---- The command ----------------------------------------------------------------------------------------------------
@@ -112,16 +159,17 @@ static int run_import(const ImportOptions &options)
         fail(EXIT_TROUBLE, "--module-name", "it goes with --to, and names the module that is made");
     }
     fs::path folder = absolute_path(options.folder);
-    bool is_new = path_kind(absolute_path(options.file)) == PathKind::nothing;
+    fs::path path = absolute_path(options.file);
+    bool is_new = path_kind(path) == PathKind::nothing;
     if (is_new) {
         ImportPlan plan = make_plan(options, folder, nullptr);
         if (!options.dry_run) import_into_new(options, plan);
         tell(options, plan);
         return EXIT_DONE;
     }
-    Dictionary dictionary(options.file, options.dry_run ? DICT_READ_ONLY : DICT_EXCLUSIVE);
-    ImportPlan plan = make_plan(options, folder, &dictionary);
-    if (!options.dry_run) import_into_old(dictionary, plan);
+    auto dictionary = std::make_unique<Dictionary>(options.file, options.dry_run ? DICT_READ_ONLY : DICT_EXCLUSIVE);
+    ImportPlan plan = make_plan(options, folder, dictionary.get());
+    if (!options.dry_run) import_into_old(std::move(dictionary), plan, path);
     tell(options, plan);
     return EXIT_DONE;
 }

@@ -12,7 +12,7 @@ namespace zuk::tool {
 
 struct LsOptions {
     std::string file, coordinates, series;
-    bool recursive = false, json = false;
+    bool has_coordinates = false, recursive = false, json = false;
 };
 
 // What the listing shows for some coordinates.
@@ -169,7 +169,7 @@ static void keep_series(const Dictionary &dictionary, i32 series, std::vector<Mo
 
 static int run_ls(const LsOptions &options)
 {
-    Coordinates at = options.coordinates.empty() ? Coordinates() : parse_coordinates(options.coordinates);
+    Coordinates at = options.has_coordinates ? parse_coordinates(options.coordinates) : Coordinates();
     i32 series = 0;
     if (!options.series.empty()) {
         series = parse_series(options.series);
@@ -200,11 +200,15 @@ void declare_ls(CLI::App &app, Work &chosen)
                                 "  zuk ls orders.dic --series Financial\n"
                                 "  zuk ls orders.dic --recursive --json");
     command->add_option("FILE", options->file, "the dictionary")->required();
-    command->add_option("COORDINATES", options->coordinates, "KIND/MODULE/TYPE/ID, or fewer levels");
+    CLI::Option *coordinates =
+        command->add_option("COORDINATES", options->coordinates, "KIND/MODULE/TYPE/ID, or fewer levels");
     command->add_option("--series", options->series, "of kind 1, what is in this series, by number or word");
     command->add_flag("-r,--recursive", options->recursive, "list all resources below");
     command->add_flag("--json", options->json, "as JSON; names are escaped as in the listing");
-    command->callback([options, &chosen] { chosen = [options] { return run_ls(*options); }; });
+    command->callback([options, coordinates, &chosen] {
+        options->has_coordinates = coordinates->count() > 0;
+        chosen = [options] { return run_ls(*options); };
+    });
 }
 
 } // namespace zuk::tool

@@ -16,14 +16,19 @@
 using namespace zuk::tool;
 
 // The parser's complaint as one sentence.
-static int complain(const CLI::ParseError &error)
+static int complain(const CLI::App &app, const CLI::ParseError &error, const char *first)
 {
     std::string words = error.what();
+    bool is_word = first && first[0] != '-';
+    auto is_named = [&](const CLI::App *command) { return is_word && command->get_name() == first; };
+    bool is_command = !app.get_subcommands(is_named).empty();
+    if (is_word && !is_command) words = std::string(first) + ": there is no such command";
     while (!words.empty() && (words.back() == '\n' || words.back() == '.')) words.pop_back();
     for (char &character : words) {
         if (character == '\n') character = ' ';
     }
-    fprintf(stderr, "zuk: %s; see zuk --help\n", words.c_str());
+    std::string command = is_command ? first + std::string(" ") : "";
+    fprintf(stderr, "zuk: %s; see zuk %s--help\n", words.c_str(), command.c_str());
     return EXIT_TROUBLE;
 }
 
@@ -57,7 +62,7 @@ static int run(int argc, char **argv)
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         // Help and version are "errors" with status 0.
-        return error.get_exit_code() == 0 ? app.exit(error) : complain(error);
+        return error.get_exit_code() == 0 ? app.exit(error) : complain(app, error, argc > 1 ? argv[1] : nullptr);
     }
     int result = chosen();
     finish_output();
@@ -66,7 +71,7 @@ static int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
-    use_binary_streams();
+    prepare_streams();
     zuk::settings_init(nullptr);  // a settings file beside the program comes first
     int result = EXIT_TROUBLE;
     try {

@@ -25,7 +25,7 @@ std::string words_of(DictStatus status)
     case DICT_NOT_A_DICTIONARY: return "it is no dictionary";
     case DICT_NO_FILE: return "there is no such file";
     case DICT_NOT_OPEN: return "the file is not open";
-    case DICT_NO_MEMORY: return "there is not enough memory";
+    case DICT_NO_MEMORY: return "there is not enough memory, or no room for another block";
     case DICT_ACCESS_DENIED: return "access was denied";
     case DICT_TOO_MANY_FILES: return "too many files are open";
     case DICT_BAD_POSITION: return "the file ends before what its tables tell";

@@ -9,7 +9,7 @@ namespace zuk::tool {
 
 struct PackOptions {
     std::string file, new_file;
-    bool force = false, json = false;
+    bool force = false, dry_run = false, json = false;
 };
 
 static std::string words_of_saving(const PackReport &report)
@@ -21,13 +21,15 @@ static std::string words_of_saving(const PackReport &report)
 
 static int run_pack(const PackOptions &options)
 {
-    PackReport report = pack_dictionary(options.file, options.new_file, options.force);
+    PackReport report = pack_dictionary(options.file, options.new_file, options.force, options.dry_run);
     if (options.json) {
-        put_json({ { "file", options.file }, { "new", options.new_file }, { "bytesBefore", report.bytes_before },
-                   { "bytesAfter", report.bytes_after }, { "saved", report.bytes_before - report.bytes_after },
-                   { "modules", report.modules }, { "resources", report.resources } });
+        put_json({ { "dryRun", options.dry_run }, { "file", options.file }, { "new", options.new_file },
+                   { "bytesBefore", report.bytes_before }, { "bytesAfter", report.bytes_after },
+                   { "saved", report.bytes_before - report.bytes_after }, { "modules", report.modules },
+                   { "resources", report.resources } });
     }
-    say(options.new_file + ": " + counted((size_t)report.bytes_after, "byte") + ", " + words_of_saving(report) + "; " +
+    say(options.new_file + ": " + (options.dry_run ? "would be: " : "") +
+        counted((size_t)report.bytes_after, "byte") + ", " + words_of_saving(report) + "; " +
         counted(report.modules, "module") + ", " + counted(report.resources, "resource"));
     return EXIT_DONE;
 }
@@ -36,10 +38,12 @@ void declare_pack(CLI::App &app, Work &chosen)
 {
     auto options = std::make_shared<PackOptions>();
     CLI::App *command = declare(app, "pack", "Copy a dictionary without the room that nobody uses in it.",
-                                "  zuk pack orders.dic packed.dic");
+                                "  zuk pack orders.dic packed.dic\n"
+                                "  zuk pack orders.dic packed.dic --dry-run");
     command->add_option("FILE", options->file, "the dictionary; it is only read")->required();
     command->add_option("NEW", options->new_file, "the packed one")->required();
     command->add_flag("-f,--force", options->force, "replace a file that stands there");
+    command->add_flag("-n,--dry-run", options->dry_run, "only tell the sizes that there would be");
     command->add_flag("--json", options->json, "tell the sizes as JSON");
     command->callback([options, &chosen] { chosen = [options] { return run_pack(*options); }; });
 }

@@ -4,6 +4,8 @@
 #include "files/file.h"
 #include "tool/check_file.h"
 #include "tool/coordinates.h"
+#include "tool/file_beside.h"
+#include "tool/interrupt.h"
 #include "tool/messages.h"
 #include "tool/open_error.h"
 #include "tool/paths.h"
@@ -33,35 +35,6 @@ public:
 
 private:
     LibraryName name;
-};
-
-// A file that is there only for the length of the work, unless it is renamed.
-class FileBeside {
-public:
-    explicit FileBeside(const fs::path &place)
-    {
-        for (int i = 1;; i++) {
-            path = place.parent_path() / ("zuk-pack-" + std::to_string(i) + ".tmp");
-            if (path_kind(path) == PathKind::nothing) return;
-        }
-    }
-    ~FileBeside()
-    {
-        std::error_code ignored;    // nothing is there, as a rule
-        if (!path.empty()) fs::remove(path, ignored);
-    }
-    FileBeside(const FileBeside &) = delete;
-    FileBeside &operator=(const FileBeside &) = delete;
-
-    void rename_to(const fs::path &place, const std::string &shown)
-    {
-        std::error_code error;
-        fs::rename(path, place, error);
-        if (error) fail(EXIT_TROUBLE, shown, "it cannot be written: " + error.message());
-        path.clear();
-    }
-
-    fs::path path;
 };
 
 // ---- What speaks against it -----------------------------------------------------------------------------------------
@@ -148,7 +121,8 @@ static void give_names_of_kind_1(DictFile *source, DictFile *destination, const 
     }
 }
 
-static void copy_modules(DictFile *source, DictFile *destination, const std::string &shown, size_t count)
+static void copy_modules(DictFile *source, DictFile *destination, const std::string &shown,
+                         const std::string &new_shown, size_t count)
 {
     Progress progress("packing", count);
     for (i16 index = 0; const ModuleEntry *entry = module_entry(source, index); index++) {
@@ -159,6 +133,7 @@ static void copy_modules(DictFile *source, DictFile *destination, const std::str
         (void)module_copy(source, destination, le_get(module.kind), (u32)le_get(module.module), 1, name.text, 0,
                           &status);    // it keeps its number
         if (status) fail_with(status, thing, "it cannot be copied");
+        stop_if_interrupted(new_shown);
         progress.step();
     }
     give_names_of_kind_1(source, destination, shown);
@@ -172,7 +147,7 @@ static void make_copy(DictFile *source, const fs::path &path, const std::string 
     if (status) fail(EXIT_TROUBLE, new_shown, "it cannot be made there" + status_note(status));
     if (path_kind(path) == PathKind::nothing) fail(EXIT_TROUBLE, new_shown, "it could not be written");
     PlainFile copy(path, new_shown, DICT_EXCLUSIVE);
-    copy_modules(source, &copy.file, shown, modules);
+    copy_modules(source, &copy.file, shown, new_shown, modules);
     copy.file.header.version = source->header.version;
     copy.file.header.change_count = source->header.change_count;
     memcpy(copy.file.header.reserved, source->header.reserved, sizeof copy.file.header.reserved);
@@ -247,7 +222,7 @@ static void compare(DictFile *source, const fs::path &path, const std::string &s
 
 // ---- The whole ------------------------------------------------------------------------------------------------------
 
-PackReport pack_dictionary(const std::string &file, const std::string &new_file, bool force)
+PackReport pack_dictionary(const std::string &file, const std::string &new_file, bool force, bool dry_run)
 {
     fs::path from = absolute_path(file);
     fs::path to = absolute_path(new_file);
@@ -256,11 +231,15 @@ PackReport pack_dictionary(const std::string &file, const std::string &new_file,
     test_place(from, to, new_file, force);
     test_source(from, file, &report);
 
-    FileBeside beside(to);
+    defer_interrupts();
+    FileBeside beside(to, "pack");
     make_copy(&source.file, beside.path, file, new_file, report.modules);
     compare(&source.file, beside.path, file, new_file, report);
     std::error_code error;
     report.bytes_after = (i64)fs::file_size(beside.path, error);
+    stop_if_interrupted(new_file);
+    if (dry_run) return report;
+    beside.take_rights_of(to);    // where a file is replaced
     beside.rename_to(to, new_file);
     return report;
 }

@@ -16,7 +16,8 @@ struct PackReport {
 };
 
 // Kinds, numbers, names, resources, flags, owners, the version and the change count are kept. Refuses a file with
-// faults, and without `force` to replace what stands at `new_file`.
-PackReport pack_dictionary(const std::string &file, const std::string &new_file, bool force);
+// faults, and without `force` to replace what stands at `new_file`. With `dry_run` the new file goes once it is
+// measured.
+PackReport pack_dictionary(const std::string &file, const std::string &new_file, bool force, bool dry_run = false);
 
 } // namespace zuk::tool

@@ -166,7 +166,12 @@ void write_file(const fs::path &path, const std::string &shown, const void *byte
     Stream stream(fopen(path.string().c_str(), "wb"));
     if (!stream) fail_with_errno(shown, "it cannot be written", errno);
     bool written = fwrite(bytes, 1, count, stream.get()) == count;
-    if (!written || fflush(stream.get()) != 0) fail_with_errno(shown, "it cannot be written", errno);
+    if (written && fflush(stream.get()) == 0) return;
+    int error = errno;
+    stream.reset();
+    std::error_code ignored;
+    if (path_kind(path) == PathKind::file) fs::remove(path, ignored);    // half a file is worth nothing
+    fail_with_errno(shown, "it cannot be written", error);
 }
 
 bool file_equals(const fs::path &path, const void *bytes, size_t count)

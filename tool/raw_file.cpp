@@ -1,6 +1,5 @@
 #include "tool/raw_file.h"
 
-#include "engine/records.h"
 #include "files/file.h"
 #include "tool/messages.h"
 #include "tool/open_error.h"
@@ -31,6 +30,16 @@ std::string RawFile::read(i64 offset, i64 count) const
     i32 done = file_read(file, bytes.data(), (i32)bytes.size());
     if (done != (i32)bytes.size()) fail(EXIT_TROUBLE, shown, "it cannot be read");
     return bytes;
+}
+
+DictHeader read_header(const RawFile &file)
+{
+    DictHeader header;
+    std::string bytes = file.read(0, sizeof header);
+    bool is_whole = record_at(bytes, 0, &header);
+    if (bytes.compare(0, sizeof header.magic, "%VTL") != 0) fail_with(DICT_NOT_A_DICTIONARY, file.shown);
+    if (is_whole) return header;
+    fail(EXIT_DAMAGE, file.shown, "its header is cut off" + status_note(DICT_NOT_A_DICTIONARY));
 }
 
 const char *word_of_block_type(u16 type)

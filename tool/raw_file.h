@@ -3,6 +3,7 @@
 // It stands under the library's file layer, so that its sharing rules hold for a raw reader, too.
 #pragma once
 
+#include "engine/records.h"
 #include "tool/paths.h"
 
 #include <cstring>
@@ -35,6 +36,9 @@ template <class Record> bool record_at(const std::string &bytes, i64 offset, Rec
     memcpy(record, bytes.data() + offset, sizeof *record);
     return true;
 }
+
+// The header. Throws when the file is no dictionary, or ends in its header.
+DictHeader read_header(const RawFile &file);
 
 // What a block is marked as: "names", "bodies", ...
 const char *word_of_block_type(u16 type);

@@ -68,8 +68,10 @@ static int run_rm(const RmOptions &options)
     Dictionary dictionary(options.file, options.dry_run ? DICT_READ_ONLY : DICT_EXCLUSIVE);
     ModuleFacts module = read_facts(dictionary, at).front();
     size_t others = at.levels == 2 ? others_in(module) : 0;
-    if (others && !options.force && !options.dry_run) {
-        fail(EXIT_REFUSED, thing, "the module holds " + counted(others, "resource") + "; --force removes them with it");
+    if (others && !options.force) {
+        std::string reason = "the module holds " + counted(others, "resource") + "; --force removes them with it";
+        if (!options.dry_run) fail(EXIT_REFUSED, thing, reason);
+        say("zuk: " + thing + ": " + reason);
     }
     if (!options.dry_run && at.levels == 2) remove_module(dictionary, at);
     if (!options.dry_run && at.levels == 4) remove_resource(dictionary, at);

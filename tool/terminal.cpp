@@ -9,6 +9,8 @@
 #include <fcntl.h>
 #include <io.h>
 #else
+#include <csignal>
+#include <fcntl.h>
 #include <unistd.h>
 #endif
 
@@ -19,14 +21,29 @@ namespace zuk::tool {
 #ifdef _WIN32
 static bool is_terminal(FILE *stream) { return _isatty(_fileno(stream)) != 0; }
 
-void use_binary_streams()
+void prepare_streams()
 {
     for (FILE *stream : { stdin, stdout, stderr }) _setmode(_fileno(stream), _O_BINARY);
 }
 #else
 static bool is_terminal(FILE *stream) { return isatty(fileno(stream)) != 0; }
 
-void use_binary_streams() {}
+// A dictionary that was opened in the place of a closed stream would take what is said there. The place is held by
+// something of which the stream's use fails.
+static void hold_closed_streams()
+{
+    for (int stream : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO }) {
+        if (fcntl(stream, F_GETFD) != -1) continue;
+        int holder = open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);    // the lowest that is free
+        if (holder != stream) _exit(EXIT_TROUBLE);                                       // and nobody could be told
+    }
+}
+
+void prepare_streams()
+{
+    hold_closed_streams();
+    (void)std::signal(SIGPIPE, SIG_IGN);    // a reader that goes fails the write, and ends no change half-way
+}
 #endif
 
 bool output_is_terminal() { return is_terminal(stdout); }

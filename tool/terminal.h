@@ -7,8 +7,9 @@
 
 namespace zuk::tool {
 
-// Standard streams carry bytes as they are, on every system. Once, at the start.
-void use_binary_streams();
+// Standard streams carry bytes as they are, on every system; none of them is a file that is opened later, and one that
+// nobody reads any more fails. Once, at the start.
+void prepare_streams();
 
 bool output_is_terminal();
 bool errors_are_terminal();

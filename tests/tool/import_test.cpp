@@ -3,7 +3,12 @@
 #include "engine/directory.h"
 #include "engine/resources.h"
 #include "tests/support/dictionary.h"
+#include "tests/support/faults.h"
+#include "tool/commands.h"
+#include "tool/messages.h"
+#include "tool/terminal.h"
 
+#include <csignal>
 #include <nlohmann/json.hpp>
 
 namespace zuk {
@@ -560,5 +565,99 @@ TEST_F(zuk_import_plain, takes_files_into_a_series)
     done({ "export", "a.dic", "out", "--plain", "1/18/9" });
     EXPECT_EQ(files_below("out"), files_below("in"));
 }
+
+// ---- Failures on the way --------------------------------------------------------------------------------------------
+
+// In this process, so that a call can fail or a signal can come.
+struct import_with_faults : zuk_import {
+    std::string failure;    // what was said when something failed
+
+    // True if it was done. Nothing is left beside.
+    bool import_here()
+    {
+        CLI::App app;
+        tool::Work work;
+        tool::declare_import(app, work);
+        app.parse({ "--quiet", dir.path("a.dic").string(), dir.path("in").string(), "import" });    // from the last
+        failure.clear();
+        try {
+            work();
+        } catch (const tool::Failure &thrown) {
+            EXPECT_EQ(thrown.exit, tool::EXIT_TROUBLE) << thrown.what();
+            failure = thrown.what();
+        }
+        dd_term();
+        tool::set_quiet(false);
+        tool::turn_progress_off(false);
+        for (const fs::directory_entry &entry : fs::directory_iterator(dir.path())) {
+            EXPECT_EQ(entry.path().filename().string().find("zuk-import"), std::string::npos) << entry.path();
+        }
+        return failure.empty();
+    }
+
+    std::string interrupted() const
+    {
+        return dir.path("a.dic").string() + ": the work was interrupted, and nothing of it is done";
+    }
+
+    ~import_with_faults() override
+    {
+        for (int signal : { SIGINT, SIGTERM }) (void)std::signal(signal, SIG_DFL);
+    }
+};
+
+TEST_F(import_with_faults, leaves_a_dictionary_as_it_was_when_the_disk_is_full)
+{
+    make_folder();
+    done({ "create", "a.dic" });
+    std::string before = dir.content("a.dic");
+    ASSERT_TRUE(import_here()) << failure;
+    std::string good = dir.content("a.dic");
+    Fault fault = { .call = FAULT_WRITE, .nth = 1, .from_then_on = true, .error = PLATFORM_DISK_FULL };
+    for (bool met = true; met; fault.nth++) {
+        dir.put("a.dic", before);
+        faults_start(fault);
+        bool is_done = import_here();
+        met = faults_stop();
+        EXPECT_TRUE(dir.content("a.dic") == (is_done ? good : before)) << fault.nth;
+    }
+    EXPECT_GT(fault.nth, 20u);
+}
+
+TEST_F(import_with_faults, leaves_a_dictionary_as_it_was_when_it_is_interrupted)
+{
+    make_folder();
+    done({ "create", "a.dic" });
+    std::string before = dir.content("a.dic");
+    for (u32 nth : { 1u, 10u, 20u }) {    // when the file is opened, and between its changes
+        faults_hook(FAULT_WRITE, nth, [] { (void)std::raise(SIGINT); });
+        EXPECT_FALSE(import_here()) << nth;
+        EXPECT_EQ(failure, interrupted());
+        EXPECT_TRUE(dir.content("a.dic") == before) << nth;
+    }
+}
+
+TEST_F(import_with_faults, leaves_no_new_dictionary_when_it_is_interrupted)
+{
+    make_folder();
+    faults_hook(FAULT_WRITE, 1, [] { (void)std::raise(SIGTERM); });    // when the file is made
+    EXPECT_FALSE(import_here());
+    EXPECT_EQ(failure, interrupted());
+    EXPECT_FALSE(dir.has("a.dic"));
+}
+
+#ifndef _WIN32
+TEST_F(zuk_import, keeps_links_and_rights_of_a_dictionary)
+{
+    make_folder();
+    done({ "create", "a.dic" });
+    fs::permissions(dir.path("a.dic"), fs::perms(0640));
+    fs::create_symlink("a.dic", dir.path("link.dic"));
+    done({ "import", "in", "link.dic" });
+    EXPECT_TRUE(fs::is_symlink(dir.path("link.dic")));
+    EXPECT_EQ(fs::status(dir.path("a.dic")).permissions(), fs::perms(0640));
+    EXPECT_EQ(done({ "get", "a.dic", "2/100/1/1" }), "first");
+}
+#endif
 
 } // namespace zuk

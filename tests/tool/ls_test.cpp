@@ -49,6 +49,12 @@ TEST_F(zuk_ls, lists_the_resources_of_a_type_with_escaped_names)
                                                     "2/100/1/2    00         0  Two\n");
 }
 
+TEST_F(zuk_ls, takes_empty_coordinates_for_no_list_of_all)
+{
+    make_words();
+    refused(2, "empty coordinates name nothing; they are KIND/MODULE/TYPE/ID", { "ls", "a.dic", "" });
+}
+
 TEST_F(zuk_ls, shows_long_names_whole)
 {
     make_words();

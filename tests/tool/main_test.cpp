@@ -5,12 +5,21 @@
 #include "engine/dict_file.h"
 #include "platform/platform.h"
 
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <regex>
+
+#ifndef _WIN32
+#include <sys/wait.h>
+#endif
+
 namespace zuk {
 
 struct zuk_command : ToolTest {};
 
 static const char *const commands[] = { "create", "info",   "ls",     "get",     "add",   "change",
-                                        "rm",     "export", "import", "next-id", "check", "pack" };
+                                        "rm",     "export", "import", "next-id", "check", "pack", "settings" };
 
 TEST_F(zuk_command, tells_its_version) { EXPECT_EQ(done({ "--version" }), "zuk " ZUK_VERSION "\n"); }
 
@@ -24,11 +33,29 @@ TEST_F(zuk_command, has_help_with_an_example_each)
     }
 }
 
+TEST_F(zuk_command, is_told_in_the_manual_with_every_option)
+{
+    std::ifstream in(ZUK_SOURCE_DIR "/docs/zuk.1");
+    std::string manual(std::istreambuf_iterator<char>(in), {});
+    for (size_t at; (at = manual.find("\\-")) != std::string::npos;) manual.erase(at, 1);
+    for (const std::string command : commands) {
+        EXPECT_NE(manual.find("\n.B zuk " + command + "\n"), std::string::npos) << command;
+        std::string help = done({ command, "--help" });
+        static const std::regex option("--[a-z-]+");
+        for (std::sregex_iterator found(help.begin(), help.end(), option), none; found != none; ++found) {
+            std::string head = manual.substr(manual.find("\n.SH OPTIONS"));
+            EXPECT_NE(head.substr(0, head.find("\n.SH EXIT")).find(found->str()), std::string::npos)
+                << command << " " << found->str();
+        }
+    }
+}
+
 TEST_F(zuk_command, refuses_wrong_use_in_one_sentence)
 {
     refused(2, "A subcommand is required; see zuk --help", {});
-    refused(2, "FILE is required; see zuk --help", { "ls" });
-    refused(2, "The following argument was not expected: --frob; see zuk --help", { "ls", "a.dic", "--frob" });
+    refused(2, "frob: there is no such command; see zuk --help", { "frob", "a.dic" });
+    refused(2, "FILE is required; see zuk ls --help", { "ls" });
+    refused(2, "The following argument was not expected: --frob; see zuk ls --help", { "ls", "a.dic", "--frob" });
 }
 
 // Each command with arguments that would do if the file were one.
@@ -73,6 +100,29 @@ TEST_F(zuk_command, tells_damage_by_its_own_status)
         if (command[1] == "--blocks" || command[0] == "check") continue;    // they show what there is
         refused_unchanged(1, "a.dic: its tables do not lie inside it (status 4)", command);
     }
+}
+
+// An open for reading has missing core tables made. In a damaged file that would overwrite what is left of it.
+TEST_F(zuk_command, leaves_a_damaged_file_as_it_is)
+{
+    make_words();
+    dir.put("a.dic", dir.content("a.dic").substr(0, 9000));  // the directories stand behind it
+    std::string wrong = ": the directory of the module is wrong (status 3)";
+    for (const char *command : { "ls", "info" }) refused_unchanged(1, "a.dic: 1/10" + wrong, { command, "a.dic" });
+    refused_unchanged(1, "a.dic: 1/10" + wrong, { "export", "a.dic", "out" });
+    refused_unchanged(1, "a.dic: 2/100" + wrong, { "get", "a.dic", "2/100/1/1" });
+    refused_unchanged(1, "a.dic: 2/100" + wrong, { "next-id", "a.dic", "2/100/1" });
+    std::string damaged = "a.dic: it is damaged, and its core tables cannot be made; zuk check names the faults";
+    refused_unchanged(1, damaged, { "add", "a.dic", "2/100/1/7", "--name", "Seven" });
+    refused_unchanged(1, damaged, { "rm", "a.dic", "2/100", "--force" });
+}
+
+TEST_F(zuk_command, tells_a_header_that_is_cut_off)
+{
+    make_words();
+    dir.put("a.dic", dir.content("a.dic").substr(0, 25));    // of 26 bytes
+    refused_unchanged(1, "a.dic: its header is cut off (status 4)", { "check", "a.dic" });
+    refused_unchanged(1, "a.dic: its header is cut off (status 4)", { "info", "a.dic", "--blocks" });
 }
 
 TEST_F(zuk_command, refuses_a_directory)
@@ -188,6 +238,57 @@ TEST_F(zuk_command, writes_no_progress_and_no_colour_into_files)
     EXPECT_EQ(result.out.find('\033'), std::string::npos);
     EXPECT_EQ(result.err, "");
 }
+
+#ifndef _WIN32
+// Run a line of the shell in a directory, where `zuk` is the tool; its exit status.
+static int in_shell(const TempDir &dir, const std::string &line)
+{
+    std::string tool = std::filesystem::absolute(ZUK_TOOL).string();
+    std::string shell = "cd '" + dir.path().string() + "' && zuk() { '" + tool + "' \"$@\"; } && " + line;
+    int status = std::system(shell.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(zuk_command, writes_no_words_into_a_dictionary_in_the_place_of_a_closed_stream)
+{
+    make_words();
+    put("in/file", "x");
+    std::filesystem::create_symlink("file", dir.path("in/link"));    // it is said to be left out, with a.dic open
+    EXPECT_EQ(in_shell(dir, "zuk import in a.dic --to 2/200/1 2>&-"), 0);
+    done({ "check", "a.dic" });
+    EXPECT_EQ(done({ "get", "a.dic", "2/200/1/1" }), "x");
+}
+
+TEST_F(zuk_command, fails_when_a_stream_that_it_needs_is_closed)
+{
+    make_words();
+    EXPECT_EQ(in_shell(dir, "zuk get a.dic 2/100/1/1 >&- 2> err"), 2);
+    EXPECT_EQ(dir.content("err"), "zuk: standard output: it cannot be written\n");
+    EXPECT_EQ(in_shell(dir, "zuk add a.dic 2/100/1 --name Three - <&- 2> err"), 2);
+    EXPECT_EQ(dir.content("err").find("zuk: standard input: it cannot be read: "), 0u);
+}
+
+TEST_F(zuk_command, fails_when_nobody_reads_its_output)
+{
+    make_words();
+    put("body", std::string(1000000, 'b'));    // more than a pipe takes
+    done({ "add", "a.dic", "2/100/1/3", "--name", "Three", "body" });
+    EXPECT_EQ(in_shell(dir, "{ zuk get a.dic 2/100/1/3 2> err; echo $? > status; } | true"), 0);
+    EXPECT_EQ(dir.content("err"), "zuk: standard output: it cannot be written\n");
+    EXPECT_EQ(dir.content("status"), "2\n");
+}
+
+TEST_F(zuk_command, leaves_no_half_file_of_a_body)
+{
+    make_words();
+    put("body", std::string(1000000, 'b'));
+    done({ "add", "a.dic", "2/100/1/3", "--name", "Three", "body" });
+    // As on a full disk: no file may have more than some 100 blocks.
+    EXPECT_EQ(in_shell(dir, "trap '' XFSZ; ulimit -f 100; zuk get a.dic 2/100/1/3 -o half 2> err"), 2);
+    EXPECT_EQ(dir.content("err").find("zuk: half: it cannot be written: "), 0u);
+    EXPECT_FALSE(dir.has("half"));
+}
+#endif
 
 TEST_F(zuk_command, says_nothing_when_it_is_to_be_quiet)
 {

@@ -38,6 +38,8 @@ TEST(fail_with, has_words_for_a_status_alone)
     } catch (const Failure &failure) {
         EXPECT_STREQ(failure.what(), "a.dic: there is no room left (status 13)");
     }
+    // The library's 9 is also that of a block that finds no place.
+    EXPECT_EQ(words_of(DICT_NO_MEMORY), "there is not enough memory, or no room for another block");
 }
 
 TEST(counted, has_one_form_for_one_and_another_for_more)

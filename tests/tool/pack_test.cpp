@@ -8,6 +8,7 @@
 #include "tool/messages.h"
 #include "tool/pack_file.h"
 
+#include <csignal>
 #include <nlohmann/json.hpp>
 
 namespace zuk {
@@ -160,6 +161,19 @@ TEST_F(zuk_pack, gives_json)
     EXPECT_EQ(report["resources"], 159);
 }
 
+TEST_F(zuk_pack, only_tells_the_sizes_that_there_would_be)
+{
+    make_holes();
+    put("b.dic", "a letter");
+    ToolResult dry = zuk({ "pack", "a.dic", "b.dic", "--dry-run", "--force" });
+    EXPECT_EQ(dry.exit, 0);
+    EXPECT_EQ(dir.content("b.dic"), "a letter");
+    expect_no_leavings();
+    ToolResult real = zuk({ "pack", "a.dic", "b.dic", "--force" });
+    std::string said = real.err;
+    EXPECT_EQ(dry.err, said.insert(said.find(": ") + 2, "would be: "));
+}
+
 TEST_F(zuk_pack, replaces_a_file_only_by_force)
 {
     make_words();
@@ -253,6 +267,15 @@ struct pack_dictionary_with_faults : zuk_pack {
     }
     int failures = 0;
 };
+
+TEST_F(pack_dictionary_with_faults, leaves_nothing_when_it_is_interrupted)
+{
+    make_good();
+    faults_hook(FAULT_WRITE, 1, [] { (void)std::raise(SIGINT); });    // when the new file is made
+    EXPECT_FALSE(pack_with({}));
+    EXPECT_EQ(failures, 1);
+    (void)std::signal(SIGINT, SIG_DFL);
+}
 
 TEST_F(pack_dictionary_with_faults, leaves_nothing_when_the_disk_is_full)
 {

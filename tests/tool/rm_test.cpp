@@ -40,6 +40,9 @@ TEST_F(zuk_rm, only_tells_what_would_go)
                                                              "remove 2/100/1/2\n"
                                                              "remove 2/100/2/100\n");
     EXPECT_TRUE(dir.content("a.dic") == before);
+    EXPECT_EQ(zuk({ "rm", "a.dic", "2/100", "--dry-run" }).err,
+              "zuk: a.dic: 2/100: the module holds 2 resources; --force removes them with it\n");
+    EXPECT_EQ(zuk({ "rm", "a.dic", "2/100", "--dry-run", "--force" }).err, "");
 }
 
 TEST_F(zuk_rm, does_not_take_a_module_for_its_resource)
