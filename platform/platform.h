@@ -196,7 +196,7 @@ struct PlatformDesktop {
     void (*capture_set)(WindowRef window);  // all input of the mouse goes there
     void (*capture_release)(void);
     void (*beep)(void);
-    bool (*post)(WindowRef window, u32 message, intptr_t data);
+    bool (*post)(WindowRef window, u32 message, intptr_t data);  // `data` is the second word; the first one is 0
     bool (*timer_set)(WindowRef window, u32 number, u32 milliseconds);
     void (*timer_kill)(WindowRef window, u32 number);
 
