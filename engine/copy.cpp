@@ -218,7 +218,9 @@ i16 module_copy(DictFile *source, DictFile *destination, i32 kind, u32 module, u
 {
     i16 index = module_find(source, kind, (i32)module);
     DictStatus status = index == MODULE_ABSENT ? DictStatus{ DICT_NOT_FOUND } : DictStatus{ DICT_OK };
-    bool keeps_number = keep || kind == 1;
+    // KEPT: one would expect a number that is to be kept to be kept for a missing module, too. It is the next free one,
+    // with or without `keep`, but for kind 1. Test: module_copy.gives_the_number_whatever_the_status
+    bool keeps_number = (keep && !status) || kind == 1;
     i32 number = keeps_number ? (i32)module : module_next_id(destination, kind);
     // KEPT: one would expect the old module to survive a copy that fails. It is deleted before anything is copied, and
     // lost for good; a module that is copied over itself, too. Test: module_copy.loses_the_old_module_when_it_fails

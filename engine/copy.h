@@ -12,9 +12,9 @@
 namespace zuk {
 
 // Copy a module. With `keep`, and always for kind 1, it keeps its number and replaces one of that number; else it gets
-// the next free one. `name` null: the name of the source. The result is the number in the destination, whatever the
-// status (null if it is not wanted): 3 for a missing module, 2 when its number or name is taken, 13 without a block, 1
-// for bytes that could not be copied, and what the files gave.
+// the next free one; so does a missing module that is not of kind 1. `name` null: the name of the source. The result is
+// the number in the destination, whatever the status (null if it is not wanted): 3 for a missing module, 2 when its
+// number or name is taken, 13 without a block, 1 for bytes that could not be copied, and what the files gave.
 i16 module_copy(DictFile *source, DictFile *destination, i32 kind, u32 module, u16 keep, ConstPString name,
                 u32 reserved, DictStatus *status);
 

@@ -377,7 +377,7 @@ static void unpin(DiskIterator *opened)
 
 static i32 pin(DiskIterator *opened, i32 page)
 {
-    if (page == opened->page) return GLIST_OK;
+    if (page == opened->page && opened->bytes) return GLIST_OK;
     unpin(opened);
 
     GHandle memory;

@@ -185,13 +185,7 @@ u32 profile_number(const char *value)
 
 // ---- Writing --------------------------------------------------------------------------------------------------------
 
-// New lines end as the first line of the text does.
-static const char *line_end_of(const char *text, size_t length)
-{
-    size_t end = 0;
-    while (end < length && text[end] != '\n') end++;
-    return end < length && (end == 0 || text[end - 1] != '\r') ? "\n" : "\r\n";
-}
+static const char LINE_END[] = "\r\n";  // of new lines, whatever the others end with
 
 static bool ends_a_line(const char *text, size_t to)
 {
@@ -227,19 +221,18 @@ bool profile_edit(const char *text, size_t length, const char *section, const ch
         return true;
     }
 
-    const char *line_end = line_end_of(text, length);
     edit->place = { place.end, place.end };
-    if (!ends_a_line(text, place.end)) add_piece(edit, line_end);
+    if (!ends_a_line(text, place.end)) add_piece(edit, LINE_END);
     if (!place.has_section) {
         add_piece(edit, "[");
         add_piece(edit, section, trimmed_word(section));
         add_piece(edit, "]");
-        add_piece(edit, line_end);
+        add_piece(edit, LINE_END);
     }
     add_piece(edit, key, trimmed_word(key));
     add_piece(edit, "=");
     add_piece(edit, value, new_value);
-    add_piece(edit, line_end);
+    add_piece(edit, LINE_END);
     return true;
 }
 

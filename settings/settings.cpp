@@ -26,11 +26,14 @@ static bool expect(bool good)
 
 void settings_moduledir(PString directory)
 {
-    char *path = (char *)directory;
-    u32 length = platform_paths->module(settings_instance, path, PSTRING_SIZE);
+    char path[SETTINGS_PATH_SIZE];
+    u32 length = platform_paths->module(settings_instance, path, sizeof path);
     while (length > 0 && !strchr("\\/:", path[length - 1])) length--;
-    path[length] = 0;
-    ctopstr(directory);
+
+    // One that is too long for a string is cut rather than left out: the empty one would mean the current directory.
+    if (length > PSTRING_SIZE - 1) length = PSTRING_SIZE - 1;
+    memcpy(directory + 1, path, length);
+    directory[0] = (u8)length;
     native_2_filename(directory);
 }
 

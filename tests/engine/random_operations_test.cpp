@@ -268,9 +268,9 @@ public:
 
     DictStatus copy_from(Model *source, i32 kind, i32 number, bool keep, const std::string *given, i32 *result)
     {
-        bool keeps_number = keep || kind == 1;
-        *result = keeps_number ? number : next_number(kind);
         bool known = source->module(kind, number) != nullptr;
+        bool keeps_number = (keep && known) || kind == 1;
+        *result = keeps_number ? number : next_number(kind);
         if (known && keeps_number) modules.erase({ kind, *result });
         DictStatus status = DICT_NOT_FOUND;
         if (known && source->module(kind, number)) status = copy_to_number(source, kind, number, keep, given, *result);

@@ -610,6 +610,22 @@ TEST(glist_kind_element_pointer, pins_one_page_at_a_time)
     EXPECT_EQ(pins(), std::pair(0, 0));
 }
 
+TEST(glist_kind_element_pointer, on_disk_gives_4_each_time_a_page_cannot_be_locked)
+{
+    TemporaryFiles files;
+    List list(SMALL_DISK, { 10, 20 });
+    GHandle memory = set_memory(list, 1, 0);
+    GHandle iterator;
+    void *pointer = nullptr;
+    EXPECT_EQ(glist_kind_iterator_open(GLIST_DISK, list.state(), 0, &iterator), 0);
+    EXPECT_EQ(glist_kind_element_pointer(GLIST_DISK, iterator, 1, &pointer), GLIST_ERR_MEMORY);
+    EXPECT_EQ(glist_kind_element_pointer(GLIST_DISK, iterator, 2, &pointer), GLIST_ERR_MEMORY);
+    EXPECT_EQ(pointer, nullptr);
+    glist_kind_iterator_close(GLIST_DISK, iterator);
+    EXPECT_EQ(frame_of(list, 1).lock_count, 0);
+    set_memory(list, 1, memory);
+}
+
 // The pinned page, which is in the first frame, is not the one to go, and the pointer stays good.
 TEST(glist_kind_element_pointer, keeps_the_page_in_memory)
 {

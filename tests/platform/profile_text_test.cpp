@@ -101,7 +101,7 @@ TEST(profile_edit, adds_a_key_in_front_of_all_sections)
 {
     EXPECT_EQ(edited("", "k", "v", ""), "k=v\r\n");
     EXPECT_EQ(edited("[General]\r\na=1\r\n", "k", "v", " "), "k=v\r\n[General]\r\na=1\r\n");
-    EXPECT_EQ(edited("a=1\n\n[General]\n", "k", "v", ""), "a=1\nk=v\n\n[General]\n");
+    EXPECT_EQ(edited("a=1\n\n[General]\n", "k", "v", ""), "a=1\nk=v\r\n\n[General]\n");
     EXPECT_EQ(edited("\xef\xbb\xbf[]\r\nk=1\r\n", "k", "v", ""), "\xef\xbb\xbfk=v\r\n[]\r\nk=1\r\n");
     EXPECT_EQ(edited("k=1\r\n[]\r\nk=2\r\n", "k", "v", ""), "k=v\r\n[]\r\nk=2\r\n");
 }
@@ -114,10 +114,12 @@ TEST(profile_edit, adds_a_section_at_the_end)
     EXPECT_EQ(edited("\xef\xbb\xbf", "k", "v"), "\xef\xbb\xbf[General]\r\nk=v\r\n");
 }
 
-TEST(profile_edit, ends_new_lines_as_the_first_line_ends)
+TEST(profile_edit, ends_new_lines_with_both_characters_whatever_the_others_have)
 {
-    EXPECT_EQ(edited("[General]\na=1\n", "k", "v"), "[General]\na=1\nk=v\n");
-    EXPECT_EQ(edited("[Other]\n", "k", "v"), "[Other]\n[General]\nk=v\n");
+    EXPECT_EQ(edited("[General]\na=1\n", "k", "v"), "[General]\na=1\nk=v\r\n");
+    EXPECT_EQ(edited("[Other]\n", "k", "v"), "[Other]\n[General]\r\nk=v\r\n");
+    EXPECT_EQ(edited("[Other]\na=1", "k", "v"), "[Other]\na=1\r\n[General]\r\nk=v\r\n");
+    EXPECT_EQ(edited("[General]\nk=1\n", "k", "v"), "[General]\nk=v\n");    // a line that was there keeps its end
 }
 
 TEST(profile_edit, writes_names_and_values_without_blanks_around)

@@ -604,6 +604,8 @@ TEST(option_dde_app_name, has_a_default)
     EXPECT_EQ(text_of(option_dde_app_name), (Text{ 0, "KORVANIS" }));
     EXPECT_EQ(text_of(option_dde_app_name, 11), (Text{ 0, "KORVANIS" }));
     EXPECT_EQ(call_counts().debug_break, 0u);
+    EXPECT_EQ(text_of(option_dde_app_name, 10), (Text{ 0, "KORVANIS" }));  // asserted, and it goes on
+    EXPECT_EQ(call_counts().debug_break, 1u);
     EXPECT_EQ(text_of(option_dde_app_name, 8), (Text{ 0, "" }));     // no room: the assertion is for this
     options.put("DDEAppName=Other\r\n");
     EXPECT_EQ(text_of(option_dde_app_name), (Text{ 1, "Other" }));

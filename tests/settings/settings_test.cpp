@@ -129,9 +129,33 @@ TEST(settings_moduledir, is_empty_when_the_path_cannot_be_told)
     EXPECT_TRUE(faults_stop());
     EXPECT_EQ(directory.str(), "");
 
-    virtual_module_path("C:\\" + std::string(300, 'a') + "\\ZUK.DLL");  // nor when it does not fit
+    virtual_module_path("C:\\" + std::string(600, 'a') + "\\ZUK.DLL");  // nor when it is longer than any of ours
     settings_moduledir(directory);
     EXPECT_EQ(directory.str(), "");
+}
+
+// The empty one would mean the current directory, whoever's that is.
+TEST(settings_moduledir, is_cut_when_it_is_too_long_for_a_string)
+{
+    Fresh fresh;
+    virtual_module_path("C:\\" + std::string(300, 'a') + "\\ZUK.DLL");
+    Name directory("before");
+    settings_moduledir(directory);
+    EXPECT_EQ(directory.str(), ":C:" + std::string(252, 'a'));
+}
+
+TEST(settings_init, in_a_directory_too_long_for_a_name_leaves_the_windows_directory)
+{
+    Fresh fresh;
+    TempDir current;
+    SettingsHome windows("k=windows\r\n");
+    CurrentDirectory in(current.path(""));
+    (void)current.put("ZUK.INI", "[General]\r\nk=current\r\n");
+    for (size_t length : { (size_t)200, (size_t)300 }) {
+        virtual_module_path("C:\\" + std::string(length, 'a') + "\\ZUK.DLL");
+        settings_init(nullptr);
+        EXPECT_EQ(read("k"), "windows") << length;
+    }
 }
 
 TEST(settings_init, stores_the_module_and_its_directory)
@@ -182,6 +206,15 @@ TEST(settings_place, is_nowhere_without_a_windows_directory)
     EXPECT_EQ(read("k"), "");
     write("k", "v");
     EXPECT_EQ(call_counts().profile_read + call_counts().profile_write, 0u);
+}
+
+TEST(settings_place, puts_a_separator_behind_the_windows_directory_whatever_its_end)
+{
+    Places places;
+    virtual_windows_directory("C:\\");
+    SettingsPlace place;
+    settings_place(&place);
+    EXPECT_STREQ(place.path, "C:\\\\ZUK.INI");
 }
 
 // ---- Reading --------------------------------------------------------------------------------------------------------
