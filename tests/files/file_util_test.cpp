@@ -749,6 +749,23 @@ TEST(file_swap, of_a_missing_first_file_does_nothing)
     EXPECT_EQ(fresh.dir.content("b"), "second");
 }
 
+TEST(file_swap, of_an_open_file_gives_5_and_leaves_both_as_they_were)
+{
+    Fresh fresh;
+    Name a = fresh.dir.put("a", "first");
+    Name b = fresh.dir.put("b", "second");
+    for (const Name &opened : { a, b }) {
+        FileHandle file = file_open(opened, FILE_RW_SHARED);
+        ASSERT_NE(file, 0u);
+        EXPECT_EQ(file_swap(a, b), FILE_REFUSED);
+        EXPECT_EQ(file_error, FILE_REFUSED);
+        file_close(file);
+        EXPECT_EQ(fresh.dir.content("a"), "first");
+        EXPECT_EQ(fresh.dir.content("b"), "second");
+        EXPECT_FALSE(fresh.dir.has(temporary_swap_name));
+    }
+}
+
 TEST(file_swap, of_a_missing_second_file_gives_the_first_its_name_back)
 {
     Fresh fresh;
