@@ -72,7 +72,8 @@ i16 option_zps_instance();                // ZPSInstance: default 1; below 1 or 
 i16 option_btrieve(void *buffer, i16 size);
 i16 option_btrieve_file_name_extension(void *buffer, i16 size);
 
-i16 option_dde_app_name(PString buffer, i16 size);     // DDEAppName: KORVANIS where there is none, with result 0
+// DDEAppName: KORVANIS where there is none, with result 0. Asserts more than 10 bytes, and needs 9 for the default.
+i16 option_dde_app_name(PString buffer, i16 size);
 PString option_report_writer();                        // ReportWriter: in a buffer of its own, or null; cached
 i16 option_sql_data_source(PString buffer, i16 size);  // SQLDataSource; where it is empty, SQLLastDataSource
 i16 option_sql_user(PString buffer, i16 size);         // SQLUser; where it is empty, SQLLastUser

@@ -12,8 +12,9 @@
 // or section acts as an empty value, which acts as a missing one; nothing else is reported. Letters of keys count in
 // either case. Each look at the file stores a code in the file error location, that of a missing file as a rule.
 //
-// A mistake of the caller (null, a key of 64 characters, a size below 2) reaches the platform's `debug_break`, and then
-// the call gives what it gives for a missing key. No locks are taken; one thread at a time.
+// Where a call asserts something, a mistake of the caller reaches the platform's `debug_break`, and the call goes on: a
+// null key or value gives 0, a null place for a result is left out, and a key of 64 characters or more is cut to 63.
+// No locks are taken; one thread at a time.
 #pragma once
 
 #include "foundation/pstrings.h"
@@ -51,7 +52,7 @@ i16 settings_get_bool(const char *key, i16 default_value, i16 *result);
 // 1 if there is text. The number that it begins with, cut to 16 bits; the default if that is 0 and the text does not
 // begin with the digit 0.
 i16 settings_get_int(const char *key, i16 default_value, i16 *result);
-i16 settings_get_pos(const char *key, i16 default_value, i16 *result);  // the default for a number below 1 as well
+i16 settings_get_pos(const char *key, i16 default_value, i16 *result);  // the default for a negative number as well
 
 // ---- Where the file is ----------------------------------------------------------------------------------------------
 
