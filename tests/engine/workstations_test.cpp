@@ -35,6 +35,14 @@ public:
         clock_virtual_start(0);
         calls_reset();
     }
+    // Choose series 1 and make a module of kind 1 with resource 22000 of type 7. The file stays open in mode 32768, so
+    // that a test can make more room.
+    void begin_kind_1()
+    {
+        reopen(DICT_EXCLUSIVE);
+        ASSERT_EQ(dd_choose_owner(1), 1);
+        ASSERT_EQ(add(1, 0, 7, 22000, "first", "makes the module, and room in it"), (DictStatus)DICT_OK);
+    }
     u32 count() { return le_get(file()->header.change_count); }
     u32 count_in_file() const { return u16_at(bytes(), 6); }   // `change_count` stands at 6
 };
@@ -152,9 +160,7 @@ TEST(workstations, count_a_lock_that_is_held_over_several_operations_once)
 TEST(workstations, count_an_operation_inside_another_once)
 {
     Shared here;
-    here.reopen(DICT_EXCLUSIVE);
-    ASSERT_EQ(dd_choose_owner(1), 1);
-    ASSERT_EQ(here.add(1, 0, 7, 22000, "first", "makes the module, and room in it"), (DictStatus)DICT_OK);
+    here.begin_kind_1();
     here.reopen(DICT_SHARED);
     Workstation there;
     EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
@@ -533,9 +539,7 @@ TEST(workstations, that_have_lost_their_locks_overwrite_each_other)
 TEST(workstations, know_the_owners_of_their_own_copy)
 {
     Shared here;
-    here.reopen(DICT_EXCLUSIVE);
-    ASSERT_EQ(dd_choose_owner(1), 1);
-    ASSERT_EQ(here.add(1, 0, 7, 22000, "first", "makes the module, and room in it"), (DictStatus)DICT_OK);
+    here.begin_kind_1();
     here.reopen(DICT_SHARED);
     Workstation there;
     EXPECT_EQ(there.open(here.path, DICT_SHARED), OK);
@@ -560,9 +564,7 @@ TEST(workstations, know_the_owners_of_their_own_copy)
 TEST(workstations, write_their_own_owners_over_those_of_others)
 {
     Shared here;
-    here.reopen(DICT_EXCLUSIVE);
-    ASSERT_EQ(dd_choose_owner(1), 1);
-    ASSERT_EQ(here.add(1, 0, 7, 22000, "first", "makes the module, and room in it"), (DictStatus)DICT_OK);
+    here.begin_kind_1();
     ASSERT_EQ(here.add(1, 0, 7, 22001, "second", "room"), (DictStatus)DICT_OK);
     ASSERT_EQ(here.add(1, 0, 7, 22002, "third", "room"), (DictStatus)DICT_OK);
     for (i32 id : { 22001, 22002 }) ASSERT_EQ(dd_remove_resource(1, 0, 7, id), (DictStatus)DICT_OK) << id;

@@ -305,4 +305,16 @@ TEST_F(pack_dictionary_with_faults, leaves_nothing_whichever_read_or_open_fails)
     }
 }
 
+#ifndef _WIN32
+TEST_F(zuk_pack, keeps_the_rights_of_a_file_that_it_replaces)
+{
+    make_words();
+    (void)dir.put("b.dic", "a letter");
+    fs::permissions(dir.path("b.dic"), fs::perms(0640));
+    done({ "pack", "a.dic", "b.dic", "--force" });
+    EXPECT_EQ(fs::status(dir.path("b.dic")).permissions(), fs::perms(0640));
+    EXPECT_EQ(done({ "check", "b.dic" }), "");
+}
+#endif
+
 } // namespace zuk
